@@ -1,0 +1,35 @@
+# The house's compiler flags, as interface targets that every target of ours links.
+
+add_library(rav_flags INTERFACE)
+target_include_directories(rav_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(rav_flags INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+target_compile_definitions(rav_flags INTERFACE _GNU_SOURCE RAV_VERSION="${PROJECT_VERSION}")
+if(RAV_SANITIZE)
+  target_compile_options(rav_flags INTERFACE -fsanitize=${RAV_SANITIZE} -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
+  target_link_options(rav_flags INTERFACE -fsanitize=${RAV_SANITIZE})
+endif()
+if(RAV_FUZZ)
+  target_compile_options(rav_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# ravc and the libraries do without exceptions and run-time type information.
+add_library(rav_plain_flags INTERFACE)
+target_link_libraries(rav_plain_flags INTERFACE rav_flags)
+target_compile_options(rav_plain_flags INTERFACE -fno-exceptions -fno-rtti)
+
+# jansson, as an archive where it is linked in.
+add_library(rav_jansson INTERFACE)
+if(RAV_LINK_IN)
+  target_include_directories(rav_jansson INTERFACE ${JANSSON_INCLUDE_DIRS})
+  target_link_libraries(rav_jansson INTERFACE -l:libjansson.a)
+else()
+  target_link_libraries(rav_jansson INTERFACE PkgConfig::JANSSON)
+endif()
+
+# Links the C++ library into a program where that is asked for.
+function(rav_link_in target)
+  if(RAV_LINK_IN)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+endfunction()
