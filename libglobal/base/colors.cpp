@@ -1,0 +1,80 @@
+// Terminal colours: the three numbered ones, and HSV colours as 24-bit or 256-colour escapes.
+#include "rv/colors.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+bool colors_on = true;
+
+struct Rgb {
+    int red, green, blue;
+};
+
+Rgb to_rgb(rv_hsv c) {
+    const double value = std::min<int>(c.value, 100) / 100.0;
+    const double chroma = value * std::min<int>(c.saturation, 100) / 100.0;
+    const double sector = (c.hue % 360) / 60.0;
+    const double second = chroma * (1 - std::fabs(std::fmod(sector, 2) - 1));
+    const double rgb[6][3] = {{chroma, second, 0}, {second, chroma, 0}, {0, chroma, second},
+                              {0, second, chroma}, {second, 0, chroma}, {chroma, 0, second}};
+    const double *row = rgb[static_cast<int>(sector)];
+    const auto level = [&](double part) { return static_cast<int>(std::lround((part + value - chroma) * 255)); };
+    return {level(row[0]), level(row[1]), level(row[2])};
+}
+
+// The 256-colour palette holds a cube of these six levels a channel, and greys of 8, 18, … 238.
+constexpr int cube_levels[] = {0, 95, 135, 175, 215, 255};
+
+int nearest_level(int value) {
+    int best = 0;
+    for (int i = 1; i < 6; i++)
+        if (abs(cube_levels[i] - value) < abs(cube_levels[best] - value)) best = i;
+    return best;
+}
+
+int distance(Rgb a, Rgb b) {
+    const int r = a.red - b.red, g = a.green - b.green, l = a.blue - b.blue;
+    return r * r + g * g + l * l;
+}
+
+int nearest_of_256(Rgb c) {
+    const int r = nearest_level(c.red), g = nearest_level(c.green), b = nearest_level(c.blue);
+    const int step = std::clamp(((c.red + c.green + c.blue) / 3 - 3) / 10, 0, 23);
+    const int grey = 8 + step * 10;
+    const bool grey_is_nearer =
+        distance(c, {grey, grey, grey}) < distance(c, {cube_levels[r], cube_levels[g], cube_levels[b]});
+    return grey_is_nearer ? 232 + step : 16 + 36 * r + 6 * g + b;
+}
+
+bool terminal_has_true_color() {
+    const char *depth = getenv("COLORTERM");
+    return depth && (strcmp(depth, "truecolor") == 0 || strcmp(depth, "24bit") == 0);
+}
+
+}  // namespace
+
+void rv_colors_toggle(int on) { colors_on = on != 0; }
+
+void rv_colors_set(int number) {
+    if (colors_on && number >= 1 && number <= 3) printf("\033[0;3%dm", number);
+}
+
+void rv_colors_set_hsv2(rv_hsv c) {
+    if (!colors_on) return;
+    const Rgb rgb = to_rgb(c);
+    if (terminal_has_true_color()) {
+        printf("\033[38;2;%d;%d;%dm", rgb.red, rgb.green, rgb.blue);
+    } else {
+        printf("\033[38;5;%dm", nearest_of_256(rgb));
+    }
+}
+
+void rv_colors_reset(void) {
+    if (colors_on) fputs("\033[0m", stdout);
+}

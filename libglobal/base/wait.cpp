@@ -1,0 +1,46 @@
+// The one wait function of the libraries, the monotonic clock behind every deadline, and the sleep that serves
+// listening connections meanwhile.
+#include "libglobal/base/wait.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <time.h>
+
+#include <algorithm>
+
+#include "rv/wait.h"
+
+namespace {
+
+rv::IdleService idle_service;
+
+}  // namespace
+
+void rv::set_idle_service(IdleService service) { idle_service = service; }
+
+int64_t rv_now_ms(void) {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return int64_t{t.tv_sec} * 1000 + t.tv_nsec / 1000000;
+}
+
+int64_t rv_deadline(int timeout_ms) { return timeout_ms < 0 ? RV_NO_DEADLINE : rv_now_ms() + timeout_ms; }
+
+int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    sigdelset(&mask, SIGINT);
+    if (deadline == RV_NO_DEADLINE) return ppoll(fds, count, nullptr, &mask);
+    const int64_t left = std::max<int64_t>(deadline - rv_now_ms(), 0);
+    const timespec span{.tv_sec = left / 1000, .tv_nsec = left % 1000 * 1000000};
+    return ppoll(fds, count, &span, &mask);
+}
+
+int rv_sleep_ms(int ms) {
+    const int64_t deadline = rv_deadline(std::max(ms, 0));
+    for (;;) {
+        const int ready = idle_service ? idle_service(deadline) : rv_wait(nullptr, 0, deadline);
+        if (ready < 0) return -1;
+        if (rv_now_ms() >= deadline) return 0;
+    }
+}

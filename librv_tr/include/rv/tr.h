@@ -1,0 +1,68 @@
+// The data-model schema library: what client, daemon and tests must agree on about nodes, types and names.
+// A node is a JSON object as the node cache holds it: its schema attributes stand under "#attr" (see docs/protocol.md,
+// "Attributes"); a null node is allowed everywhere and counts as unknown. Nothing here prints or allocates but where
+// it says so.
+#pragma once
+
+#include <jansson.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Type codes. 3 and above are parameters.
+enum {
+    RV_TR_UNKNOWN = 0,
+    RV_TR_OBJECT = 1,
+    RV_TR_METHOD = 2,
+    RV_TR_STRING = 3,
+    RV_TR_BOOLEAN = 4,
+    RV_TR_INT = 5,
+    RV_TR_UNSIGNED_INT = 6,
+    RV_TR_LONG = 7,
+    RV_TR_UNSIGNED_LONG = 8,
+    RV_TR_DECIMAL = 9,
+    RV_TR_DATE_TIME = 10,
+    RV_TR_BASE64 = 11,
+    RV_TR_HEX_BINARY = 12,
+    RV_TR_ENUMERATION = 13,
+    RV_TR_IP_ADDRESS = 14,
+    RV_TR_IP_PREFIX = 15,
+    RV_TR_MAC_ADDRESS = 16,
+    RV_TR_URL = 17,
+    RV_TR_UUID = 18,
+    RV_TR_ALIAS = 19,
+    RV_TR_SECRET = 20,
+    RV_TR_LIST = 21,
+    RV_TR_ANY = 22,
+    RV_TR_PATH_REF = 23,
+    RV_TR_INSTANCE_REF = 24,
+    RV_TR_FLAG = 25
+};
+
+// The code of a type's name ("unsignedInt"), RV_TR_UNKNOWN for any other text or null.
+int rv_tr_type_from_name(const char *name);
+// The name of a type's code; null for RV_TR_UNKNOWN and codes that are none.
+const char *rv_tr_type_name(int type);
+// The JSON type that values of a parameter type have: JSON_STRING, JSON_INTEGER, JSON_REAL or JSON_TRUE (booleans);
+// -1 for "any" and for what is no parameter type.
+int rv_tr_type_json(int type);
+
+// The node's type code, from "#attr"."type".
+int rv_tr_dm_node_type_get(const json_t *node);
+// 1 when the code is a parameter's, else 0.
+int rv_tr_dm_type_is_parameter(int type);
+// The numeric base that integers of the node are shown in: 2, 8, 10 or 16; 10 when the schema gives none.
+int rv_tr_dm_node_get_base(const json_t *node);
+
+// The cache object of a node by its full name ("Device.IP.Interface.1.Enable", a closing "." allowed), searched from
+// root; instances that the tree lacks are found through "#template". relative is the part of full_name that the caller
+// will print, and may be null: it is not needed to find the node. Borrowed; null when there is no such node.
+json_t *rv_tr_node_find(json_t *root, const char *full_name, const char *relative);
+
+// 1 when text is an instance number: 1 to 20 decimal digits and nothing else.
+int rv_tr_is_instance_number(const char *text);
+
+#ifdef __cplusplus
+}
+#endif
