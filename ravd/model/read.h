@@ -1,0 +1,37 @@
+// The reading operations on the model, as JSON text. Each appends its result object to result, compact, or returns a
+// fault and leaves result as it was. Names come and go as docs/protocol.md fixes them: full names, objects in replies
+// closed with ".", in requests with or without. Live tables below what is read are listed first, once a call.
+// Nothing here knows of sockets; nothing is printed.
+#pragma once
+
+#include <jansson.h>
+
+#include <string>
+#include <string_view>
+
+#include "ravd/model/access.h"
+#include "ravd/model/fault.h"
+
+namespace ravd {
+
+class Model;
+
+// {"ParameterList": [{"Name", "Writable"}]}: the children of path (next_level) or path and all below it.
+Fault read_names(Model &model, const Viewer &viewer, std::string_view path, bool next_level, std::string &result);
+
+// names: an array of texts (the caller has checked that). {"ParameterList": [{"Name", "Value"}]}.
+// The fault of the first name that failed, with every failed name among its parameters.
+Fault read_values(Model &model, const Viewer &viewer, const json_t *names, bool ignore_access_error,
+                  std::string &result);
+
+// depth: 0, 1 or -1. {"ParameterList": [{"Name", "Attributes"}]}.
+Fault read_attributes(Model &model, const Viewer &viewer, const json_t *names, int depth, bool ignore_access_error,
+                      std::string &result);
+
+// {"Datamodel": schema tree from the root, "DataModelVersion"}; depth: levels below each path, -1 for all.
+Fault read_datamodel(Model &model, const Viewer &viewer, const json_t *paths, int depth, std::string &result);
+
+// {"Config": value tree from the root}.
+Fault read_config(Model &model, const Viewer &viewer, std::string_view path, std::string &result);
+
+}  // namespace ravd
