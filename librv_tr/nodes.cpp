@@ -1,9 +1,9 @@
 // What the schema attributes of a cache node say, and finding a node by its full name.
-#include <ctype.h>
-#include <string.h>
-
 #include <string>
 #include <string_view>
+
+#include <ctype.h>
+#include <string.h>
 
 #include "rv/tr.h"
 

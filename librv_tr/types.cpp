@@ -49,8 +49,14 @@ int rv_tr_type_from_name(const char *name) {
     return RV_TR_UNKNOWN;
 }
 
-const char *rv_tr_type_name(int type) { return type >= 0 && type < type_count ? types[type].name : nullptr; }
+const char *rv_tr_type_name(int type) {
+    return type >= 0 && type < type_count ? types[type].name : nullptr;
+}
 
-int rv_tr_type_json(int type) { return type >= 0 && type < type_count ? types[type].json : -1; }
+int rv_tr_type_json(int type) {
+    return type >= 0 && type < type_count ? types[type].json : -1;
+}
 
-int rv_tr_dm_type_is_parameter(int type) { return type >= RV_TR_STRING && type < type_count; }
+int rv_tr_dm_type_is_parameter(int type) {
+    return type >= RV_TR_STRING && type < type_count;
+}

@@ -1,11 +1,11 @@
 // Compact JSON written straight into a text: how ravd builds its replies.
 #pragma once
 
-#include <jansson.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include <jansson.h>
 
 namespace ravd {
 

@@ -1,12 +1,12 @@
 // Terminal colours: the three numbered ones, and HSV colours as 24-bit or 256-colour escapes.
 #include "rv/colors.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include <algorithm>
-#include <cmath>
 
 namespace {
 
@@ -59,7 +59,9 @@ bool terminal_has_true_color() {
 
 }  // namespace
 
-void rv_colors_toggle(int on) { colors_on = on != 0; }
+void rv_colors_toggle(int on) {
+    colors_on = on != 0;
+}
 
 void rv_colors_set(int number) {
     if (colors_on && number >= 1 && number <= 3) printf("\033[0;3%dm", number);

@@ -2,11 +2,11 @@
 // listening connections meanwhile.
 #include "libglobal/base/wait.h"
 
+#include <algorithm>
+
 #include <errno.h>
 #include <signal.h>
 #include <time.h>
-
-#include <algorithm>
 
 #include "rv/wait.h"
 
@@ -16,7 +16,9 @@ rv::IdleService idle_service;
 
 }  // namespace
 
-void rv::set_idle_service(IdleService service) { idle_service = service; }
+void rv::set_idle_service(IdleService service) {
+    idle_service = service;
+}
 
 int64_t rv_now_ms(void) {
     timespec t;
@@ -24,7 +26,9 @@ int64_t rv_now_ms(void) {
     return int64_t{t.tv_sec} * 1000 + t.tv_nsec / 1000000;
 }
 
-int64_t rv_deadline(int timeout_ms) { return timeout_ms < 0 ? RV_NO_DEADLINE : rv_now_ms() + timeout_ms; }
+int64_t rv_deadline(int timeout_ms) {
+    return timeout_ms < 0 ? RV_NO_DEADLINE : rv_now_ms() + timeout_ms;
+}
 
 int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
     sigset_t mask;

@@ -9,8 +9,8 @@
 namespace ravd {
 
 struct Fault {
-    int code = 0;        // 0: no fault
-    std::string detail;  // further text, may be empty
+    int code = 0;                                                 // 0: no fault
+    std::string detail;                                           // further text, may be empty
     std::vector<std::pair<std::string, std::string>> parameters;  // offending names, each with "<code> <text>"
 
     explicit operator bool() const { return code != 0; }

@@ -27,10 +27,10 @@ struct LiveParameter {
 // a process id): the store gives each new key an instance number that is never used twice, and deletes the instances
 // whose keys are gone. Parameters that a row does not set keep what users set, or their defaults.
 class LiveRows {
-  public:
+ public:
     struct Row {
         std::string key;
-        std::vector<std::pair<std::string_view, Value>> values;  // names relative to the instance: "Stats.BytesSent"
+        std::vector<std::pair<std::string_view, Value>> values;     // names relative to the instance: "Stats.BytesSent"
         std::vector<std::pair<std::string_view, LiveRows>> tables;  // "IPv4Address", with its own rows
 
         Row &set(std::string_view name, Value value) {
@@ -47,10 +47,10 @@ class LiveRows {
 
 // One live multi-instance object, with everything below it that it serves.
 struct LiveTable {
-    const char *path;                       // "Device.DeviceInfo.ProcessStatus.Process."
-    std::span<const char *const> serves;    // parameters, relative: "PID", "Stats.BytesSent", "IPv4Address.{i}.IPAddress"
-    void (*list)(LiveRows &rows);           // fills rows; on failure it leaves them empty
-    bool announce;                          // instances that come and go are told as events
+    const char *path;                     // "Device.DeviceInfo.ProcessStatus.Process."
+    std::span<const char *const> serves;  // parameters, relative: "PID", "Stats.BytesSent", "IPv4Address.{i}.IPAddress"
+    void (*list)(LiveRows &rows);         // fills rows; on failure it leaves them empty
+    bool announce;                        // instances that come and go are told as events
 };
 
 struct Provider {

@@ -11,7 +11,7 @@ namespace ravd {
 
 // Told of changes, in their order, after they were made. The model keeps no clients: events.h does.
 class ModelListener {
-  public:
+ public:
     virtual ~ModelListener() = default;
     // An instance was added or deleted; path is the multi-instance object's full name, closed with ".".
     virtual void instance_added(const std::string &path, uint32_t number) = 0;
@@ -19,7 +19,7 @@ class ModelListener {
 };
 
 class Model {
-  public:
+ public:
     // Loads every *.json file of the schema folder in the order of their names and merges them by branch.
     // On failure returns null and sets error to "<file>:<line>: <reason>" (or "<folder>: <reason>"), and nothing is
     // left half-loaded. A provider that serves a name the schema lacks is such a failure too: "<provider>: <reason>".
@@ -38,7 +38,7 @@ class Model {
     struct Parts;
     Parts &parts() { return *parts_; }
 
-  private:
+ private:
     explicit Model(std::unique_ptr<Parts> parts);
     std::unique_ptr<Parts> parts_;
 };

@@ -4,10 +4,10 @@
 // Nothing here knows of sockets; nothing is printed.
 #pragma once
 
-#include <jansson.h>
-
 #include <string>
 #include <string_view>
+
+#include <jansson.h>
 
 #include "ravd/model/access.h"
 #include "ravd/model/fault.h"

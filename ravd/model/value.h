@@ -1,12 +1,12 @@
 // A parameter's value as the daemon holds it.
 #pragma once
 
-#include <jansson.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <variant>
+
+#include <jansson.h>
 
 namespace ravd {
 

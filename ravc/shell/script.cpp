@@ -1,0 +1,104 @@
+// The reader of command scripts. Quotes only decide where a line continues; they are passed on as they stand.
+#include "ravc/shell/script.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include <jansson.h>
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "ravc/commands.h"
+#include "rv/wait.h"
+
+namespace {
+
+// Puts the lines that continue each other together.
+class Joiner {
+ public:
+    // Adds a line. Returns true when the text is whole, false when it goes on in the next line: the line's last
+    // backslash or a quote is open.
+    bool add(std::string_view line) {
+        bool escaped = false;
+        for (const char c : line) {
+            if (!escaped && (c == '\'' || c == '"')) toggle_quote(c);
+            escaped = c == '\\' && !escaped;
+        }
+        const bool more = escaped || quote_;
+        if (more && line.ends_with('\\')) line.remove_suffix(1);
+        text_ += line;
+        return !more;
+    }
+
+    std::string &text() { return text_; }
+
+    void clear() { text_.clear(); }
+
+ private:
+    void toggle_quote(char c) {
+        if (!quote_) {
+            quote_ = c;
+        } else if (quote_ == c) {
+            quote_ = '\0';
+        }
+    }
+
+    std::string text_;
+    char quote_ = '\0';
+};
+
+void sleep_seconds(const char *text) {
+    const long seconds = std::clamp(strtol(text, nullptr, 10), 0L, static_cast<long>(INT_MAX / 1000));
+    const int64_t end = rv_deadline(static_cast<int>(seconds) * 1000);
+    for (int64_t left = end - rv_now_ms(); left > 0; left = end - rv_now_ms()) rv_sleep_ms(static_cast<int>(left));
+}
+
+// Cuts text, which it overwrites, and runs it. *result is the command's; echo and sleep leave it as it is.
+void run_line(char *text, bool by_name, int *result) {
+    char *rest;
+    const char *command = strtok_r(text, " \t", &rest);
+    if (!command) return;
+    if (strcmp(command, "echo") == 0) {
+        puts(rest ? rest : "");
+    } else if (strcmp(command, "sleep") == 0) {
+        sleep_seconds(rest ? rest : "");
+    } else {
+        json_auto_t *args = json_array();
+        const char *word;
+        while ((word = strtok_r(nullptr, " \t", &rest)) && *word != '#') json_array_append_new(args, json_string(word));
+        *result = by_name ? dispatch_by_name(command, args) : dispatch_by_method(command, args);
+    }
+}
+
+int run_lines(FILE *file, bool by_name) {
+    int result = 0;
+    Joiner pending;
+    char *line = nullptr;
+    size_t capacity = 0;
+    for (ssize_t length; result >= 0 && (length = getline(&line, &capacity, file)) >= 0;) {
+        if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
+        const bool whole = pending.add(line);
+        // A comment that continues is never cleared, and so makes the rest of the file a comment: intended.
+        if (!whole || pending.text().empty() || pending.text()[0] == '#') continue;
+        run_line(pending.text().data(), by_name, &result);
+        pending.clear();
+    }
+    free(line);
+    return result;
+}
+
+}  // namespace
+
+int run_script(const char *path, bool by_name) {
+    FILE *file = path ? fopen(path, "re") : stdin;
+    if (!file) {
+        printf("Cannot open script file %s\n", path);
+        return -1;
+    }
+    const int result = run_lines(file, by_name);
+    fclose(file);
+    return result;
+}
