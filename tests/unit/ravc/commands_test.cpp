@@ -1,0 +1,119 @@
+// The command table and both ways of running its rows.
+#include "ravc/commands.h"
+
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "ravc/unbuilt.h"
+
+namespace {
+
+// What a dispatcher printed and returned.
+struct Outcome {
+    int result;
+    std::string text;
+    bool operator==(const Outcome &) const = default;
+};
+
+Outcome run(int (*dispatch)(const char *, json_t *), const char *name) {
+    json_auto_t *args = json_array();
+    testing::internal::CaptureStdout();
+    const int result = dispatch(name, args);
+    return {result, testing::internal::GetCapturedStdout()};
+}
+
+TEST(CommandTable, HoldsItsRowsInOrder) {
+    const char *names[] = {"add",  "attr",     "cd",        "cat",    "catree", "clear", "color",  "debug",
+                           "del",  "download", "get",       "help",   "info",   "login", "logout", "login_if_guest",
+                           "ls",   "lua",      "luarecord", "opt",    "order",  "pwd",   "reboot", "reset",
+                           "rm",   "save",     "select",    "set",    "record", "sh",    "touch",  "take",
+                           "tree", "up",       "upgrade",   "upload", "execute"};
+    ASSERT_EQ(command_table().size(), std::size(names));
+    for (size_t i = 0; i < std::size(names); i++) EXPECT_STREQ(command_table()[i].name, names[i]);
+}
+
+TEST(CommandTable, RowsOfOneCommandShareItsId) {
+    EXPECT_EQ(command_lookup("cat")->cmd_id, command_lookup("get")->cmd_id);
+    EXPECT_EQ(command_lookup("add")->cmd_id, command_lookup("touch")->cmd_id);
+    EXPECT_EQ(command_lookup("del")->cmd_id, command_lookup("rm")->cmd_id);
+    EXPECT_EQ(command_lookup("attr")->cmd_id, command_lookup("info")->cmd_id);
+    std::set<int> ids;
+    for (const command_row &row : command_table()) ids.insert(row.cmd_id);
+    EXPECT_EQ(ids.size(), command_table().size() - 4);
+    EXPECT_FALSE(ids.contains(0));
+}
+
+TEST(CommandTable, OnlyTheseAreCallableByMethod) {
+    std::set<std::string> not_callable;
+    for (const command_row &row : command_table())
+        if (!row.method_handler) not_callable.insert(row.name);
+    EXPECT_EQ(not_callable,
+              (std::set<std::string>{"cd", "catree", "clear", "color", "help", "login_if_guest", "luarecord", "opt",
+                                     "pwd", "select", "record", "take", "tree", "up"}));
+}
+
+TEST(CommandTable, RowsStillToBeBuilt) {
+    size_t left = 0;
+    for (const command_row &row : command_table()) left += row.handler == unbuilt_command;
+    EXPECT_EQ(left, 35U);
+}
+
+TEST(CommandTable, HasTextsForHelpOnEveryRowButDebug) {
+    for (const command_row &row : command_table()) {
+        EXPECT_EQ(row.usage == nullptr, std::string(row.name) == "debug");
+        EXPECT_EQ(row.help == nullptr, std::string(row.name) == "debug");
+        if (row.usage) EXPECT_EQ(std::string(row.usage).rfind(row.name, 0), 0U) << row.usage;
+    }
+}
+
+TEST(CommandLookup, FindsByNameAndByMethodTheEarlierRowFirst) {
+    EXPECT_STREQ(command_lookup("touch")->name, "touch");
+    EXPECT_STREQ(command_lookup("GetParameterValues")->name, "cat");
+    EXPECT_STREQ(command_lookup("DeleteObject")->name, "del");
+    EXPECT_STREQ(command_lookup("AddObject")->name, "add");
+    EXPECT_STREQ(command_lookup("GetParameterAttributes")->name, "attr");
+    EXPECT_STREQ(command_lookup("GetParameterNames")->name, "ls");
+    EXPECT_STREQ(command_lookup("?")->name, "help");
+}
+
+TEST(CommandLookup, FindsNothingElse) {
+    EXPECT_EQ(command_lookup(nullptr), nullptr);
+    EXPECT_EQ(command_lookup(""), nullptr);
+    EXPECT_EQ(command_lookup("CAT"), nullptr);
+    EXPECT_EQ(command_lookup("ca"), nullptr);
+}
+
+TEST(DispatchByName, UnknownName) {
+    EXPECT_EQ(run(dispatch_by_name, "nope"), (Outcome{-1, "nope: command not found.\n"}));
+    EXPECT_EQ(run(dispatch_by_name, nullptr), (Outcome{-1, "(null): command not found.\n"}));
+}
+
+TEST(DispatchByMethod, UnknownMethod) {
+    EXPECT_EQ(run(dispatch_by_method, "nope"), (Outcome{-1, "nope: unknown method.\n"}));
+    EXPECT_EQ(run(dispatch_by_method, nullptr), (Outcome{-1, "(null): unknown method.\n"}));
+}
+
+TEST(DispatchByMethod, QuestionMarkIsNoMethod) {
+    EXPECT_EQ(run(dispatch_by_method, "?"), (Outcome{-1, "?: unknown method.\n"}));
+}
+
+TEST(DispatchByMethod, CdIsForShellsOnly) {
+    EXPECT_EQ(run(dispatch_by_method, "cd"), (Outcome{-1, "cd: unknown method.\n"}));
+}
+
+// The name that a handler is given shows in the message of a command that is still to come.
+std::string name_given(int (*dispatch)(const char *, json_t *), const char *name) {
+    testing::internal::CaptureStderr();
+    run(dispatch, name);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(Dispatch, ByNameGivesTheRowsNameByMethodTheNamePassedIn) {
+    EXPECT_EQ(name_given(dispatch_by_name, "?"), "ravc: help: not built yet\n");
+    EXPECT_EQ(name_given(dispatch_by_name, "GetParameterNames"), "ravc: ls: not built yet\n");
+    EXPECT_EQ(name_given(dispatch_by_method, "GetParameterNames"), "ravc: GetParameterNames: not built yet\n");
+}
+
+}  // namespace
