@@ -1,0 +1,55 @@
+"""What the benchmarks share: servers on private sockets, measured runs, and the table they print.
+
+Client and server are pinned to one processor: unpinned round trips swing by a factor of two.
+"""
+import os
+import statistics
+import subprocess
+import tempfile
+import time
+from contextlib import contextmanager
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parent.parent
+PROCESSOR = str(max(os.sched_getaffinity(0)))
+PIN = ["taskset", "-c", PROCESSOR]
+
+
+@contextmanager
+def server(command, socket):
+    """Runs command, which listens on socket, until the block ends."""
+    process = subprocess.Popen(PIN + command, stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        deadline = time.monotonic() + 10
+        while not Path(socket).exists():
+            if process.poll() is not None or time.monotonic() > deadline:
+                raise SystemExit(f"bench: {command[0]} did not start")
+            time.sleep(0.01)
+        yield process
+    finally:
+        process.terminate()
+        process.wait()
+
+
+@contextmanager
+def servers(build):
+    """The sockets of a limitd and a ravd that both run for the length of the block."""
+    with tempfile.TemporaryDirectory(prefix="rav-bench.") as folder:
+        limit, real = f"{folder}/limitd.sock", f"{folder}/ravd.sock"
+        ravd = [f"{build}/bin/ravd", "--socket", real, "--schema", f"{SOURCE}/schema", "--state", f"{folder}/state"]
+        with server([f"{build}/bench/limitd", limit], limit), server(ravd, real):
+            yield limit, real
+
+
+def measure(build, runs, command, stdin="/dev/null"):
+    """(median microseconds, median peak KiB) of a command's whole runs; a run that fails ends the benchmark."""
+    lines = subprocess.run(PIN + [f"{build}/bench/runstat", str(runs), stdin, *command], check=True, text=True,
+                           capture_output=True, env={**os.environ, "HOME": "/nonexistent"}).stdout.splitlines()
+    rows = [tuple(map(int, line.split())) for line in lines]
+    if any(status != 0 for _, _, status in rows):
+        raise SystemExit(f"bench: {' '.join(command)} failed")
+    return statistics.median(r[0] for r in rows), statistics.median(r[1] for r in rows)
+
+
+def report(what, ours, limit, unit):
+    print(f"{what:<52} {ours:10.1f} {unit:<4} limit {limit:10.1f}  ratio {ours / limit:5.2f}")
