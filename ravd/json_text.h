@@ -12,7 +12,7 @@ namespace ravd {
 // Append text as a JSON string, quotes included. text must be UTF-8: see clean_utf8() for texts from outside.
 void append_json_string(std::string &out, std::string_view text);
 void append_json_integer(std::string &out, int64_t value);
-// Always with a fraction or an exponent, so that it reads back as a real.
+// Always with a fraction or an exponent, so that it reads back as a real; what is not finite is written as 0.0.
 void append_json_real(std::string &out, double value);
 // Append a jansson value, compact.
 void append_json(std::string &out, const json_t *value);

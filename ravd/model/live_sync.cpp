@@ -1,0 +1,103 @@
+// Rows of providers against the instances in the store.
+#include "ravd/model/live_sync.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "ravd/model/check.h"
+
+namespace ravd {
+
+namespace {
+
+// Brings tables up to date, those nested in their rows too.
+class Updater {
+ public:
+    explicit Updater(ModelListener *listener) : listener_(listener) {}
+
+    // path: the table's full name, closed; empty rows delete all live instances.
+    void update(Table &table, const LiveRow &served, LiveRows &rows, const std::string &path);
+
+ private:
+    void delete_gone(Table &table, const LiveRows &rows, const std::string &path);
+    void update_row(Record &record, const LiveRow &served, LiveRows::Row &row, const std::string &path);
+
+    ModelListener *listener_;
+};
+
+void Updater::update(Table &table, const LiveRow &served, LiveRows &rows, const std::string &path) {
+    delete_gone(table, rows, path);
+    std::unordered_map<std::string_view, Record *> known;
+    for (const auto &record : table.by_number())
+        if (!record->key().empty()) known.emplace(record->key(), record.get());
+    for (LiveRows::Row &row : rows.rows) {
+        if (row.key.empty()) continue;
+        const auto old = known.find(row.key);
+        Record *record = old != known.end() ? old->second : table.add();
+        if (!record) return;  // out of numbers
+        const bool added = old == known.end();
+        if (added) {
+            record->set_key(row.key);
+            known.emplace(record->key(), record);
+        }
+        update_row(*record, served, row, path + std::to_string(record->number()) + '.');
+        if (added && listener_) listener_->instance_added(path, record->number());
+    }
+}
+
+void Updater::delete_gone(Table &table, const LiveRows &rows, const std::string &path) {
+    std::unordered_set<std::string_view> present;
+    for (const LiveRows::Row &row : rows.rows) present.insert(row.key);
+    std::vector<uint32_t> deleted;
+    table.erase_if([&](const Record &record) {
+        if (record.key().empty() || present.contains(record.key())) return false;
+        deleted.push_back(record.number());
+        return true;
+    });
+    for (const uint32_t number : deleted)
+        if (listener_) listener_->instance_deleted(path, number);
+}
+
+// value in the form that the parameter's type has, unset when it can't be one of the parameter's.
+Value fitting(const SchemaNode &parameter, Value &value) {
+    if (value.index() != parameter.default_value.index() && parameter.type != RV_TR_ANY) return {};
+    return value_problem(parameter, value) ? Value() : std::move(value);
+}
+
+void Updater::update_row(Record &record, const LiveRow &served, LiveRows::Row &row, const std::string &path) {
+    for (const LiveRow::Parameter &parameter : served.parameters) {
+        const auto set = std::ranges::find(row.values, parameter.name, [](const auto &pair) { return pair.first; });
+        if (set != row.values.end()) {
+            record.set(*parameter.node, fitting(*parameter.node, set->second));
+        } else if (parameter.node->fixed) {
+            record.set(*parameter.node, {});
+        }
+    }
+    LiveRows none;
+    for (const LiveRow::Nested &nested : served.tables) {
+        const auto rows = std::ranges::find(row.tables, nested.name, [](const auto &pair) { return pair.first; });
+        update(record.table(*nested.node), *nested.row, rows != row.tables.end() ? rows->second : none,
+               path + nested.name + '.');
+    }
+}
+
+}  // namespace
+
+void LiveSync::update(const SchemaNode &object) {
+    if (object.live_table == no_slot || done_[object.live_table]) return;
+    done_[object.live_table] = true;
+    LiveBinding &binding = parts_.live_tables[object.live_table];
+    LiveRows rows;
+    binding.table->list(rows);
+    ModelListener *listener = binding.table->announce && binding.listed ? parts_.listener : nullptr;
+    Updater(listener).update(parts_.root->table(object), binding.row, rows, object.full_name() + '.');
+    binding.listed = true;
+}
+
+void LiveSync::update_below(const SchemaNode &node, Role role) {
+    for (const LiveBinding &binding : parts_.live_tables)
+        if (binding.node->is_within(node) && binding.node->can_see(role)) update(*binding.node);
+}
+
+}  // namespace ravd

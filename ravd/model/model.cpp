@@ -1,0 +1,31 @@
+// The model as a whole: loaded, tied to its providers, empty.
+#include "ravd/model/model.h"
+
+#include "ravd/model/load.h"
+#include "ravd/model/parts.h"
+
+namespace ravd {
+
+Model::Model(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+Model::~Model() = default;
+
+std::unique_ptr<Model> Model::load(const std::string &folder, std::span<const Provider> providers, std::string &error) {
+    auto parts = std::make_unique<Parts>();
+    parts->schema = load_schema(folder, error);
+    if (!parts->schema || !bind_providers(*parts->schema, providers, parts->live_tables, error)) return nullptr;
+    parts->root = std::make_unique<Record>(*parts->schema->root.shape, 0);
+    return std::unique_ptr<Model>(new Model(std::move(parts)));
+}
+
+void Model::set_listener(ModelListener *listener) {
+    parts_->listener = listener;
+}
+
+size_t Model::object_count() const {
+    return parts_->schema->objects;
+}
+size_t Model::parameter_count() const {
+    return parts_->schema->parameters;
+}
+
+}  // namespace ravd

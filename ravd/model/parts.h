@@ -1,0 +1,21 @@
+// The model's insides, for the operations on it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "ravd/model/live_binding.h"
+#include "ravd/model/model.h"
+#include "ravd/model/schema.h"
+#include "ravd/model/store.h"
+
+namespace ravd {
+
+struct Model::Parts {
+    std::unique_ptr<Schema> schema;
+    std::vector<LiveBinding> live_tables;  // by SchemaNode::live_table
+    std::unique_ptr<Record> root;
+    ModelListener *listener = nullptr;
+};
+
+}  // namespace ravd

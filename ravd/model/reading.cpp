@@ -1,0 +1,67 @@
+// Values, names and faults as every reading operation has them.
+#include "ravd/model/reading.h"
+
+#include "ravd/json_text.h"
+
+namespace ravd {
+
+namespace {
+
+void append_order(const Table &table, std::string &out) {
+    out += '[';
+    table.for_each([&out](const Record &row) {
+        append_comma(out);
+        append_json_integer(out, row.number());
+    });
+    out += ']';
+}
+
+}  // namespace
+
+int Reading::parse(std::string_view name, Path &path) const {
+    return parse_path(*parts.schema, name, path) && can_see(*path.node) ? 0 : 9005;
+}
+
+bool Reading::append_value_of(const SchemaNode &parameter, Record *record, std::string &out) {
+    if (!parameter.can_read(viewer.role)) return false;
+    if (parameter.type == RV_TR_SECRET) {
+        out += "\"\"";
+        return true;
+    }
+    if (parameter.source == Source::live) {
+        const auto value = parameter.live->read(viewer);
+        if (value) append_value(out, std::holds_alternative<std::monostate>(*value) ? parameter.default_value : *value);
+        return value.has_value();
+    }
+    if (parameter.source == Source::stored) {
+        append_value(out, record->value(parameter));
+        return true;
+    }
+    sync.update(*parameter.table);
+    const Table &table = record->table(*parameter.table);
+    switch (parameter.source) {
+        case Source::count:
+            append_json_integer(out, static_cast<int64_t>(table.size()));
+            break;
+        case Source::highest:
+            append_json_integer(out, table.highest());
+            break;
+        default:
+            append_order(table, out);
+            break;
+    }
+    return true;
+}
+
+void add_failure(Fault &fault, std::string_view name, int code) {
+    if (!fault) fault.code = code;
+    fault.parameters.emplace_back(name, std::to_string(code) + " " + std::string(fault_text(code)));
+}
+
+Fault failure(std::string_view name, int code) {
+    Fault fault;
+    add_failure(fault, name, code);
+    return fault;
+}
+
+}  // namespace ravd

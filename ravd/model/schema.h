@@ -1,0 +1,112 @@
+// The schema: a tree of nodes that says what may exist, with what type, limits and rights. It is loaded once (load.h)
+// and never changes afterwards; values and instances live in records (store.h) shaped after it.
+//
+// Everything that has a name stands among the children: a multi-instance object's are "#template" (the schema of its
+// instances), "max_instance" and, where it is ordered, "order"; a method's are "#input" and "#output"; the root's last
+// one is "DataModelVersion".
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ravd/model/access.h"
+#include "ravd/model/value.h"
+#include "rv/tr.h"
+
+namespace ravd {
+
+struct LiveParameter;
+struct SchemaNode;
+
+// A set of roles, one bit each.
+using RoleSet = uint8_t;
+constexpr RoleSet role_bit(Role role) {
+    return static_cast<RoleSet>(1U << static_cast<unsigned>(role));
+}
+constexpr RoleSet all_roles = 7;
+
+// What one record holds: the root's record, or one instance. Positions are the nodes' slots.
+struct Shape {
+    std::vector<const SchemaNode *> parameters;
+    std::vector<const SchemaNode *> tables;  // multi-instance objects directly in this record
+};
+
+// Limits of a parameter's values beyond its type.
+struct Limits {
+    Value min, max;                                  // as integers or reals, like the parameter; unset: none
+    int64_t min_length = 0, max_length = INT64_MAX;  // characters; of a list: of each item
+    int64_t min_count = 0, max_count = INT64_MAX;    // items of a list
+    std::vector<std::string> enumeration;            // of a list: of each item
+    std::string foreign_key;                         // path of the referenced multi-instance object
+};
+
+// Where a parameter's value comes from.
+enum class Source : uint8_t {
+    stored,   // the record's slot, else the default
+    live,     // a provider, when it is read
+    count,    // the number of instances of node->table
+    highest,  // the highest instance number of node->table
+    order,    // the instance numbers of node->table in their order
+};
+
+constexpr uint32_t no_slot = UINT32_MAX;
+
+struct SchemaNode {
+    SchemaNode();
+    ~SchemaNode();
+    SchemaNode(const SchemaNode &) = delete;
+    SchemaNode &operator=(const SchemaNode &) = delete;
+
+    std::string name;
+    SchemaNode *parent = nullptr;                       // null for the root
+    std::vector<std::unique_ptr<SchemaNode>> children;  // in model order
+    std::vector<SchemaNode *> by_name;                  // the same, sorted
+    std::string attributes;                             // "#attr" as clients get it, compact JSON
+    std::unique_ptr<Shape> shape;                       // of the root and of every "#template"
+    std::unique_ptr<Limits> limits;                     // null: none
+    Value default_value;                                // of a parameter: never unset
+    const SchemaNode *table = nullptr;                  // see Source
+    const LiveParameter *live = nullptr;                // see Source
+    uint32_t slot = no_slot;        // of a parameter or multi-instance object: its place in its record's shape
+    uint32_t live_table = no_slot;  // of a live multi-instance object: its place among the model's live tables
+    uint8_t type = RV_TR_UNKNOWN;
+    Source source = Source::stored;
+    bool multi = false;         // a multi-instance object
+    bool ordered = false;       // its instances have an order of their own
+    bool fixed = false;         // a parameter that is read-only, an object whose instances can't be added or deleted
+    bool runtime = false;       // not part of the configuration
+    bool by_name_only = false;  // left out of lists of names and values
+    RoleSet readable = 0, writable = 0, visible = 0;
+
+    bool is_parameter() const { return type >= RV_TR_STRING; }
+    bool is_method() const { return type == RV_TR_METHOD; }
+    bool is_instance() const { return parent && parent->multi && !is_parameter(); }  // a "#template"
+    bool can_see(Role role) const { return (visible & role_bit(role)) != 0; }
+    bool can_read(Role role) const { return (readable & role_bit(role)) != 0; }
+    // A parameter that the role may set; an object or "#template" whose instances it may add or delete.
+    bool can_write(Role role) const;
+
+    // The child of that name, null for none. Exact: instance numbers are no names.
+    const SchemaNode *find(std::string_view child) const;
+    // The schema of a multi-instance object's instances.
+    const SchemaNode &instance() const { return *children.front(); }
+    // This node is node, or below it.
+    bool is_within(const SchemaNode &node) const;
+    // "Device.IP.Interface.#template.Enable", not closed; "" for the root.
+    std::string full_name() const;
+
+    // Adds a child and returns it, lent. sort_names() makes it findable.
+    SchemaNode &add(std::string child_name);
+    void sort_names();
+};
+
+struct Schema {
+    SchemaNode root;
+    size_t objects = 0;     // objects written in the schema files, a multi-instance object with its template as one
+    size_t parameters = 0;  // parameters written in them
+};
+
+}  // namespace ravd
