@@ -1,0 +1,101 @@
+// Reading and sorting. The daemon answers the requests of a connection in their order, so a reply belongs to the first
+// unanswered request with its id: a late reply is never taken for that to a later request with an equal id.
+#include "libglobal/net/incoming.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "libglobal/net/message.h"
+
+namespace rv {
+
+namespace {
+
+constexpr size_t kept_limit = 512 * 1024;
+constexpr size_t kept_overhead = 64;  // about what a line costs beside its text
+
+void drop_oldest(Kept &kept) {
+    kept.bytes -= kept.lines.front().size() + kept_overhead;
+    kept.lines.pop_front();
+}
+
+void keep(Kept &kept, std::string_view line) {
+    kept.lines.emplace_back(line);
+    kept.bytes += line.size() + kept_overhead;
+    while (kept.bytes > kept_limit && kept.lines.size() > 1) drop_oldest(kept);
+}
+
+// The place of the request that reply answers. An error with the id null answers the oldest one: the daemon could not
+// read it.
+std::deque<json_t *>::iterator answered_by(std::deque<json_t *> &unanswered, const json_t *reply) {
+    json_t *id = json_object_get(reply, "id");
+    const auto found =
+        std::find_if(unanswered.begin(), unanswered.end(), [id](json_t *other) { return json_equal(id, other); });
+    const bool unread = json_is_null(id) && message_kind(reply) == RV_JRPCMSG_ERROR;
+    return found == unanswered.end() && unread ? unanswered.begin() : found;
+}
+
+// Takes reply.
+void sort_reply(Exchange &exchange, json_t *reply) {
+    const auto found = answered_by(exchange.unanswered, reply);
+    if (found == exchange.unanswered.end()) {
+        json_decref(reply);
+        return;
+    }
+    const bool awaited = exchange.waiting && found + 1 == exchange.unanswered.end();
+    for (auto id = exchange.unanswered.begin(); id <= found; ++id) json_decref(*id);
+    exchange.unanswered.erase(exchange.unanswered.begin(), found + 1);
+    if (!awaited) {
+        json_decref(reply);
+        return;
+    }
+    exchange.waiting = false;
+    exchange.reply = reply;
+}
+
+}  // namespace
+
+int receive(rv_jrpcapi &c) {
+    size_t size = 0;
+    char *room = c.in.room(&size);
+    if (!room) return RV_SOCKET_ERR_TOO_LARGE;
+    const ssize_t got = socket_receive(c.socket, room, size);
+    if (got <= 0) return static_cast<int>(got);
+    c.in.received(static_cast<size_t>(got));
+    return 1;
+}
+
+int sort_next_line(rv_jrpcapi &c) {
+    std::string_view line;
+    if (!c.in.next(&line)) return c.in.too_large() ? RV_SOCKET_ERR_TOO_LARGE : 0;
+    json_t *json = json_loadb(line.data(), line.size(), 0, nullptr);
+    const int kind = message_kind(json);
+    if (kind == RV_JRPCMSG_ERROR || kind == RV_JRPCMSG_RESULT) {
+        sort_reply(c.exchange, json);
+    } else {
+        if (kind != RV_JRPCMSG_NONE) keep(c.kept, line);
+        json_decref(json);
+    }
+    c.in.trim();
+    return kind == RV_JRPCMSG_NONE ? static_cast<int>(RV_SOCKET_ERR_GARBAGE) : 1;
+}
+
+int sort_lines(rv_jrpcapi &c) {
+    int result;
+    do result = sort_next_line(c);
+    while (result > 0);
+    return result;
+}
+
+rv_jrpcmsg *take_kept(rv_jrpcapi &c) {
+    if (c.kept.lines.empty()) return nullptr;
+    const std::string &line = c.kept.lines.front();
+    json_t *json = json_loadb(line.data(), line.size(), 0, nullptr);
+    rv_jrpcmsg *msg = rv_jrpcmsg_parse_json(json);
+    json_decref(json);
+    drop_oldest(c.kept);
+    return msg;
+}
+
+}  // namespace rv
