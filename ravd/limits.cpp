@@ -1,0 +1,73 @@
+// The table of limits that can be set by name.
+#include "ravd/limits.h"
+
+#include <charconv>
+
+namespace ravd {
+
+namespace {
+
+struct Row {
+    std::string_view name;
+    uint64_t Limits::*member;
+    uint64_t least, most;
+};
+
+constexpr uint64_t size_max = 1024 * 1024 * 1024;
+constexpr uint64_t time_max = 24 * 3600 * 1000;
+constexpr uint64_t count_max = 1024 * 1024;
+
+constexpr Row rows[] = {
+    {"message-guest", &Limits::message_guest, 64, size_max},
+    {"message", &Limits::message, 64, size_max},
+    {"nesting", &Limits::nesting, 2, 1024},
+    {"values", &Limits::values, 16, size_max},
+    {"batch", &Limits::batch, 1, count_max},
+    {"batch-reply", &Limits::batch_reply, 0, size_max},
+    {"groups", &Limits::groups, 1, count_max},
+    {"login-ms", &Limits::login_ms, 1, time_max},
+    {"partial-ms", &Limits::partial_ms, 1, time_max},
+    {"linger-ms", &Limits::linger_ms, 1, time_max},
+    {"connections", &Limits::connections, 1, count_max},
+    {"per-uid", &Limits::per_uid, 1, count_max},
+    {"guests", &Limits::guests, 0, count_max},
+    {"guests-per-address", &Limits::guests_per_address, 0, count_max},
+    {"descriptors-percent", &Limits::descriptors_percent, 1, 100},
+    {"turn-requests", &Limits::turn_requests, 1, count_max},
+    {"turn-ms", &Limits::turn_ms, 1, 1000},
+    {"unsent-high", &Limits::unsent_high, 1, size_max},
+    {"unsent-low", &Limits::unsent_low, 1, size_max},
+    {"event-queue", &Limits::event_queue, 0, size_max},
+    {"event-room", &Limits::event_room, 1, size_max},
+};
+
+}  // namespace
+
+std::string set_limit(Limits &limits, std::string_view assignment) {
+    const size_t equals = assignment.find('=');
+    const std::string_view name = assignment.substr(0, equals);
+    for (const Row &row : rows) {
+        if (row.name != name) continue;
+        if (equals == std::string_view::npos) return std::string(name) + ": no value given";
+        const std::string_view text = assignment.substr(equals + 1);
+        uint64_t value = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (error != std::errc() || end != text.data() + text.size()) return std::string(name) + ": not a number";
+        if (value < row.least || value > row.most) {
+            return std::string(name) + ": not from " + std::to_string(row.least) + " to " + std::to_string(row.most);
+        }
+        limits.*row.member = value;
+        return {};
+    }
+    return "no limit named \"" + std::string(name) + "\"";
+}
+
+std::string describe_limits(const Limits &limits) {
+    std::string text;
+    for (const Row &row : rows) {
+        text.append("  ").append(row.name).append("=").append(std::to_string(limits.*row.member)).append("\n");
+    }
+    return text;
+}
+
+}  // namespace ravd

@@ -1,0 +1,45 @@
+// What the daemon grants its clients: sizes, times and counts, in one place.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ravd {
+
+struct Limits {
+    // One message, in bytes without its line feed: before and after login. The local socket has the latter at once.
+    uint64_t message_guest = 64 * 1024;
+    uint64_t message = 16 * 1024 * 1024;
+    uint64_t nesting = 128;                   // levels; the message object is level 1, a batch array counts
+    uint64_t values = 1024 * 1024;            // JSON values in one message, about
+    uint64_t batch = 1024;                    // requests in one batch
+    uint64_t batch_reply = 16 * 1024 * 1024;  // bytes of a batch's replies; what is left then fails
+    uint64_t groups = 1024;                   // event groups of one session
+
+    // Milliseconds, counted from a fixed start: bytes that drip in do not extend them.
+    uint64_t login_ms = 15000;    // TLS handshake, and a TCP session that neither logs in nor joins a group
+    uint64_t partial_ms = 30000;  // a message begun and not ended
+    uint64_t linger_ms = 2000;    // a connection ended by the daemon, until the peer has taken the last reply
+
+    uint64_t connections = 4096;
+    uint64_t per_uid = 1024;            // local connections of one user
+    uint64_t guests = 64;               // TCP connections without a login
+    uint64_t guests_per_address = 8;    // the same from one address (IPv6: from one /64 network)
+    uint64_t descriptors_percent = 75;  // of RLIMIT_NOFILE, for connections
+
+    uint64_t turn_requests = 32;         // requests of one connection before the others have their turn
+    uint64_t turn_ms = 5;                // the same in time
+    uint64_t unsent_high = 1024 * 1024;  // bytes of untaken replies that stop the reading of requests ...
+    uint64_t unsent_low = 256 * 1024;    // ... and that let it go on
+    uint64_t event_queue = 1024 * 1024;  // bytes of events kept for one connection
+    uint64_t event_room = 16 * 1024;     // events go out while less than this is unsent
+};
+
+// Sets one limit from "NAME=VALUE", the names being those above with "-" for "_". Returns an empty text, or why not.
+std::string set_limit(Limits &limits, std::string_view assignment);
+
+// The names set_limit() knows with their present values, a line each: for --help.
+std::string describe_limits(const Limits &limits);
+
+}  // namespace ravd

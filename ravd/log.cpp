@@ -1,0 +1,77 @@
+// Log lines on standard error: formatted, escaped and written with one call, so that lines never mix.
+#include "ravd/log.h"
+
+#include <cerrno>
+#include <string>
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <unistd.h>
+
+namespace ravd {
+
+namespace {
+
+LogLevel log_limit = LogLevel::info;
+
+void append_escaped(std::string &line, const char *text) {
+    for (; *text; ++text) {
+        const auto byte = static_cast<unsigned char>(*text);
+        if (byte >= 0x20 && byte < 0x7f) {
+            line += *text;
+        } else {
+            char escape[5];
+            snprintf(escape, sizeof escape, "\\x%02x", byte);
+            line += escape;
+        }
+    }
+}
+
+__attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char *format, va_list arguments) {
+    if (level > log_limit) return;
+    const int saved = errno;
+    char text[2048];
+    vsnprintf(text, sizeof text, format, arguments);
+    std::string line = "<" + std::to_string(static_cast<int>(level)) + ">";
+    append_escaped(line, text);
+    line += '\n';
+    // A log that cannot be written has nowhere to be reported.
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    errno = saved;
+}
+
+}  // namespace
+
+void log_set_level(LogLevel level) {
+    log_limit = level;
+}
+
+void log_error(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(LogLevel::error, format, arguments);
+    va_end(arguments);
+}
+
+void log_warning(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(LogLevel::warning, format, arguments);
+    va_end(arguments);
+}
+
+void log_info(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(LogLevel::info, format, arguments);
+    va_end(arguments);
+}
+
+void log_debug(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(LogLevel::debug, format, arguments);
+    va_end(arguments);
+}
+
+}  // namespace ravd

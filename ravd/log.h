@@ -1,0 +1,18 @@
+// The daemon's log: one line a message on standard error, with the "<N>" priority prefix that journald reads.
+#pragma once
+
+namespace ravd {
+
+enum class LogLevel { error = 3, warning = 4, info = 6, debug = 7 };
+
+// Messages above this level are left out. LogLevel::info at first.
+void log_set_level(LogLevel level);
+
+// Write one line. Whatever is not printable ASCII goes out as "\xNN", so that a name from outside can neither forge
+// a line nor drive a terminal. A line is cut at 2048 bytes. Keeps errno.
+__attribute__((format(printf, 1, 2))) void log_error(const char *format, ...);
+__attribute__((format(printf, 1, 2))) void log_warning(const char *format, ...);
+__attribute__((format(printf, 1, 2))) void log_info(const char *format, ...);
+__attribute__((format(printf, 1, 2))) void log_debug(const char *format, ...);
+
+}  // namespace ravd

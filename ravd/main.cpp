@@ -1,0 +1,43 @@
+// ravd: options, the model, its folder, and the server, in order.
+#include <cstdio>
+#include <string>
+
+#include <sys/stat.h>
+
+#include "ravd/log.h"
+#include "ravd/model/model.h"
+#include "ravd/options.h"
+#include "ravd/server.h"
+#include "ravd/state_folder.h"
+
+int main(int argc, char **argv) {
+    ravd::Options options;
+    if (const auto status = ravd::parse_options(argc, argv, options)) return *status;
+    ravd::log_set_level(options.log_level);
+    umask(0077);
+
+    std::string error;
+    const auto model = ravd::Model::load(options.schema, ravd::all_providers(), error);
+    if (!model) {
+        ravd::log_error("%s", error.c_str());
+        return 1;
+    }
+    if (options.check) {
+        printf("%s: %zu objects, %zu parameters\n", options.schema.c_str(), model->object_count(),
+               model->parameter_count());
+        return 0;
+    }
+
+    ravd::StateFolder state;
+    if (!state.open(options.state, error)) {
+        ravd::log_error("%s", error.c_str());
+        return 1;
+    }
+    ravd::Server server(options, *model);
+    if (!server.open(error)) {
+        ravd::log_error("%s", error.c_str());
+        return 1;
+    }
+    server.run();
+    return 0;
+}

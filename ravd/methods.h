@@ -1,0 +1,75 @@
+// The methods that clients can call: one table, which also checks parameters and describes itself.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <jansson.h>
+
+#include "ravd/limits.h"
+#include "ravd/model/fault.h"
+
+namespace ravd {
+
+class Events;
+class Member;
+class Model;
+class Sessions;
+struct Viewer;
+
+// What a method may use.
+struct Services {
+    Model &model;
+    Sessions &sessions;
+    Events &events;
+    const Limits &limits;
+};
+
+// One call. The parameters have been checked against the method's row before its function runs.
+struct Call {
+    Services &services;
+    Member &caller;
+    const json_t *params;  // an object, or null when there are none; borrowed
+
+    const Viewer &viewer() const;
+    // A parameter's value; for an absent one null resp. the value given.
+    const json_t *find(const char *name) const;
+    std::string_view text(const char *name) const;
+    int64_t integer(const char *name, int64_t absent = 0) const;
+    bool boolean(const char *name, bool absent = false) const;
+};
+
+// What a parameter must be: the check and its description as JSON Schema, side by side.
+struct Kind {
+    bool (*fits)(const json_t *value);
+    const char *schema;  // the members of a JSON Schema object
+    const char *wanted;  // for the error: "a text"
+};
+
+struct Parameter {
+    const char *name;
+    const Kind &kind;
+    bool required;
+    const char *description;
+};
+
+struct Method {
+    const char *name;
+    // Appends the result, JSON text, or returns a fault (what was appended then does not count).
+    Fault (*run)(const Call &call, std::string &result);
+    std::span<const Parameter> parameters;
+    const char *result;  // the members of the result's JSON Schema
+    const char *summary;
+};
+
+std::span<const Method> all_methods();
+const Method *find_method(std::string_view name);  // null for none
+
+// -32602 with the first missing or wrongly typed member in its detail, or no fault. params may be null.
+Fault check_parameters(const Method &method, const json_t *params);
+
+// Appends the OpenRPC document of the table.
+void append_openrpc(std::string &out);
+
+}  // namespace ravd

@@ -1,0 +1,27 @@
+// The functions of the methods, grouped by the file they stand in. What each takes and gives stands in its row of the
+// table in ravd/methods.cpp.
+#pragma once
+
+#include <string>
+
+#include "ravd/methods.h"
+
+namespace ravd {
+
+// session.cpp
+Fault run_hello(const Call &call, std::string &result);
+Fault run_join_group(const Call &call, std::string &result);
+Fault run_leave_group(const Call &call, std::string &result);
+Fault run_event(const Call &call, std::string &result);
+
+// read.cpp
+Fault run_get_parameter_names(const Call &call, std::string &result);
+Fault run_get_parameter_values(const Call &call, std::string &result);
+Fault run_get_parameter_attributes(const Call &call, std::string &result);
+Fault run_get_datamodel(const Call &call, std::string &result);
+Fault run_get_config(const Call &call, std::string &result);
+
+// discover.cpp
+Fault run_discover(const Call &call, std::string &result);
+
+}  // namespace ravd

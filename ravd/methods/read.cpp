@@ -1,0 +1,32 @@
+// Methods that read the data model: parameters taken apart, the work done by the model.
+#include "ravd/model/read.h"
+
+#include "ravd/methods/handlers.h"
+
+namespace ravd {
+
+Fault run_get_parameter_names(const Call &call, std::string &result) {
+    return read_names(call.services.model, call.viewer(), call.text("ParameterPath"), call.boolean("NextLevel"),
+                      result);
+}
+
+Fault run_get_parameter_values(const Call &call, std::string &result) {
+    return read_values(call.services.model, call.viewer(), call.find("ParameterNames"),
+                       call.boolean("IgnoreAccessError"), result);
+}
+
+Fault run_get_parameter_attributes(const Call &call, std::string &result) {
+    return read_attributes(call.services.model, call.viewer(), call.find("ParameterNames"),
+                           static_cast<int>(call.integer("Depth")), call.boolean("IgnoreAccessError"), result);
+}
+
+Fault run_get_datamodel(const Call &call, std::string &result) {
+    return read_datamodel(call.services.model, call.viewer(), call.find("Paths"),
+                          static_cast<int>(call.integer("Depth", -1)), result);
+}
+
+Fault run_get_config(const Call &call, std::string &result) {
+    return read_config(call.services.model, call.viewer(), call.text("Path"), result);
+}
+
+}  // namespace ravd

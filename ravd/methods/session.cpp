@@ -1,0 +1,44 @@
+// Methods about the session itself: its binding, its event groups, and events from clients.
+#include "ravd/session.h"
+
+#include "ravd/events.h"
+#include "ravd/json_text.h"
+#include "ravd/log.h"
+#include "ravd/methods/handlers.h"
+
+namespace ravd {
+
+Fault run_hello(const Call &call, std::string &result) {
+    const Hello hello = {call.text("Session"), call.text("Role"), call.integer("Protocol")};
+    if (!call.services.sessions.hello(call.caller, hello)) log_debug("a Hello was not usable");
+    result += "{}";
+    return {};
+}
+
+Fault run_join_group(const Call &call, std::string &result) {
+    const auto group = static_cast<uint32_t>(call.integer("Group"));
+    if (!call.services.sessions.join(call.caller, group)) return {9004, "too many groups", {}};
+    result += "{}";
+    return {};
+}
+
+Fault run_leave_group(const Call &call, std::string &result) {
+    call.services.sessions.leave(call.caller.session(), static_cast<uint32_t>(call.integer("Group")));
+    result += "{}";
+    return {};
+}
+
+Fault run_event(const Call &call, std::string &result) {
+    const auto group = static_cast<uint32_t>(call.integer("Group"));
+    if (group < first_client_group && call.viewer().role != Role::admin) {
+        log_debug("an event for group %u was ignored: its sender has no system access", group);
+        return {9001, {}, {}};
+    }
+    std::string params;
+    if (const json_t *value = call.find("Params")) append_json(params, value);
+    call.services.events.publish(group, params, &call.caller.session());
+    result += "{}";
+    return {};
+}
+
+}  // namespace ravd

@@ -1,0 +1,64 @@
+// The command line.
+#include "ravd/options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <map>
+
+namespace ravd {
+
+const char installed_schema[] = RAVD_SCHEMA_DIR;
+
+namespace {
+
+const std::map<std::string, LogLevel> log_levels = {
+    {"error", LogLevel::error}, {"warning", LogLevel::warning}, {"info", LogLevel::info}, {"debug", LogLevel::debug}};
+
+void add_options(CLI::App &app, Options &options, std::vector<std::string> &limits) {
+    app.add_option("--socket", options.socket, "UNIX socket to listen on")->type_name("PATH")->capture_default_str();
+    app.add_option("--listen", options.listen, "Listen on TCP too; repeatable, port 0 lets the system choose")
+        ->type_name("tcp://HOST:PORT")
+        ->allow_extra_args(false);
+    auto *certificate = app.add_option("--tls-cert", options.tls_certificate, "Certificate chain, PEM");
+    auto *key = app.add_option("--tls-key", options.tls_key, "Its private key, PEM");
+    certificate->type_name("FILE")->needs(key);
+    key->type_name("FILE")->needs(certificate);
+    app.add_option("--schema", options.schema, "Folder of the data model's schema")
+        ->type_name("FOLDER")
+        ->capture_default_str();
+    app.add_option("--state", options.state, "Folder of the saved state")->type_name("FOLDER")->capture_default_str();
+    app.add_flag("--check", options.check, "Load the schema, report what it holds, and exit");
+    app.add_option("--log-level", options.log_level, "error, warning, info or debug")
+        ->type_name("LEVEL")
+        ->transform(CLI::CheckedTransformer(log_levels).description(""));
+    app.add_option("--max-message", options.limits.message, "Largest message taken, the same as --limit message")
+        ->type_name("BYTES")
+        ->check(CLI::Range(uint64_t{64}, uint64_t{1024 * 1024 * 1024}).description(""));
+    app.add_option("--limit", limits, "Set one of the limits below; repeatable")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    app.set_version_flag("--version", "ravd " RAV_VERSION);
+    app.footer("Limits (sizes in bytes, times in milliseconds):\n" + describe_limits(Limits()));
+}
+
+}  // namespace
+
+std::optional<int> parse_options(int argc, char **argv, Options &options) {
+    CLI::App app("The management daemon of a home gateway.", "ravd");
+    std::vector<std::string> limits;
+    add_options(app, options, limits);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? 0 : 1;
+    }
+    for (const std::string &limit : limits) {
+        if (const std::string reason = set_limit(options.limits, limit); !reason.empty()) {
+            fprintf(stderr, "--limit: %s\n", reason.c_str());
+            return 1;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace ravd

@@ -1,0 +1,31 @@
+// What ravd is told on its command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ravd/limits.h"
+#include "ravd/log.h"
+
+namespace ravd {
+
+// Where the schema is installed.
+extern const char installed_schema[];
+
+struct Options {
+    std::string socket = "/var/run/ravd.sock";
+    std::vector<std::string> listen;  // "tcp://HOST:PORT" each
+    std::string tls_certificate, tls_key;
+    std::string schema = installed_schema;
+    std::string state = "/var/lib/ravd";
+    bool check = false;
+    LogLevel log_level = LogLevel::info;
+    Limits limits;
+};
+
+// Reads the command line. Returns nothing to go on with options, or the exit status: 0 after --help and --version,
+// which print on standard output, 1 after an error, told on standard error.
+std::optional<int> parse_options(int argc, char **argv, Options &options);
+
+}  // namespace ravd

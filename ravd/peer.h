@@ -1,0 +1,20 @@
+// Who is at the other end of a connection, as the operating system tells it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include <sys/types.h>
+
+namespace ravd {
+
+enum class Transport : uint8_t { local, tcp };
+
+struct Peer {
+    Transport transport = Transport::local;
+    bool secured = false;                  // by TLS
+    uid_t uid = static_cast<uid_t>(-1);    // local: the peer's user when it connected; else -1
+    std::array<uint8_t, 16> address = {};  // TCP: what counts as one address (IPv6: its /64 network)
+};
+
+}  // namespace ravd

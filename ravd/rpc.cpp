@@ -1,0 +1,165 @@
+// Requests checked, dispatched and answered as JSON-RPC 2.0 says.
+#include "ravd/rpc.h"
+
+#include <cstring>
+#include <unordered_set>
+
+#include "ravd/json_text.h"
+#include "ravd/session.h"
+
+namespace ravd {
+
+namespace {
+
+constexpr int parse_error = -32700;
+constexpr int invalid_request = -32600;
+constexpr int method_not_found = -32601;
+constexpr int invalid_params = -32602;
+constexpr size_t id_length = 256;
+
+// The id as the reply repeats it.
+std::string id_text(const json_t *id) {
+    std::string text;
+    if (json_is_real(id)) {
+        append_json_real(text, json_real_value(id));
+    } else if (id != nullptr) {
+        append_json(text, id);
+    } else {
+        text = "null";
+    }
+    return text;
+}
+
+bool is_usable_id(const json_t *id) {
+    if (json_is_string(id)) return json_string_length(id) <= id_length;
+    return json_is_number(id) || json_is_null(id);
+}
+
+std::string_view string_member(const json_t *object, const char *name) {
+    const json_t *value = json_object_get(object, name);
+    return json_is_string(value) ? std::string_view(json_string_value(value), json_string_length(value))
+                                 : std::string_view();
+}
+
+// Why an object is no request, or no fault.
+Fault check_request(const json_t *request) {
+    if (!json_is_object(request)) return {invalid_request, "not an object", {}};
+    if (string_member(request, "jsonrpc") != "2.0") return {invalid_request, "jsonrpc: not \"2.0\"", {}};
+    if (!json_is_string(json_object_get(request, "method"))) return {invalid_request, "method: not a text", {}};
+    const json_t *id = json_object_get(request, "id");
+    if (id != nullptr && !is_usable_id(id)) {
+        return {invalid_request, "id: neither a text of up to 256 bytes nor a number nor null", {}};
+    }
+    const json_t *params = json_object_get(request, "params");
+    if (params != nullptr && !json_is_object(params) && !json_is_array(params)) {
+        return {invalid_request, "params: not an object", {}};
+    }
+    return {};
+}
+
+Fault call_method(const json_t *request, Services &services, Member &caller, std::string &result) {
+    const Method *method = find_method(string_member(request, "method"));
+    if (method == nullptr) return {method_not_found, {}, {}};
+    const json_t *params = json_object_get(request, "params");
+    if (json_is_array(params)) return {invalid_params, "params: by name only, not by position", {}};
+    if (Fault fault = check_parameters(*method, params)) return fault;
+    return method->run({services, caller, params}, result);
+}
+
+}  // namespace
+
+void append_error(std::string &reply, const Fault &fault) {
+    reply += R"({"code":)";
+    append_json_integer(reply, fault.code);
+    reply += R"(,"message":)";
+    append_json_string(reply, fault_text(fault.code));
+    if (!fault.detail.empty() || !fault.parameters.empty()) {
+        reply += R"(,"data":{)";
+        if (!fault.detail.empty()) {
+            reply += R"("Detail":)";
+            append_json_string(reply, fault.detail);
+            if (!fault.parameters.empty()) reply += ',';
+        }
+        if (!fault.parameters.empty()) {
+            reply += R"("Data":)";
+            char separator = '{';
+            std::unordered_set<std::string_view> told;  // a name asked for twice is one member
+            for (const auto &[name, text] : fault.parameters) {
+                if (!told.insert(name).second) continue;
+                reply += separator;
+                append_json_string(reply, name);
+                reply += ':';
+                append_json_string(reply, text);
+                separator = ',';
+            }
+            reply += '}';
+        }
+        reply += '}';
+    }
+    reply += '}';
+}
+
+void append_error_reply(std::string &reply, const json_t *id, const Fault &fault) {
+    reply += R"({"jsonrpc":"2.0","error":)";
+    append_error(reply, fault);
+    reply.append(R"(,"id":)").append(id_text(id)).append("}");
+}
+
+Exchange::Exchange(std::string_view message, const Limits &limits) {
+    json_error_t error;
+    message_.reset(json_loadb(message.data(), message.size(), JSON_REJECT_DUPLICATES, &error));
+    if (!message_) {
+        append_error_reply(reply_, nullptr, {parse_error, clean_utf8(error.text), {}});
+    } else if (json_is_array(message_.get())) {
+        const size_t size = json_array_size(message_.get());
+        if (size == 0) refuse_batch({invalid_request, "an empty batch", {}});
+        if (size > limits.batch) {
+            refuse_batch({invalid_request, "a batch of more than " + std::to_string(limits.batch) + " requests", {}});
+        }
+    }
+}
+
+void Exchange::refuse_batch(const Fault &fault) {
+    message_.reset();
+    append_error_reply(reply_, nullptr, fault);
+}
+
+bool Exchange::step(Services &services, Member &caller) {
+    if (!message_) return true;
+    if (!json_is_array(message_.get())) {
+        serve(message_.get(), services, caller);
+        return true;
+    }
+    const size_t before = reply_.size();
+    reply_ += before == 0 ? '[' : ',';
+    serve(json_array_get(message_.get(), next_++), services, caller);
+    if (reply_.size() == before + 1) reply_.resize(before);
+    if (next_ < json_array_size(message_.get())) return false;
+    if (!reply_.empty()) reply_ += ']';
+    return true;
+}
+
+void Exchange::serve(const json_t *request, Services &services, Member &caller) {
+    const json_t *id = json_object_get(request, "id");
+    if (const Fault fault = check_request(request)) {
+        append_error_reply(reply_, id != nullptr && is_usable_id(id) ? id : nullptr, fault);
+        return;
+    }
+    const size_t before = reply_.size();
+    if (before > services.limits.batch_reply) {
+        if (id != nullptr) append_error_reply(reply_, id, {9004, "the batch's replies have grown too large", {}});
+        return;
+    }
+    // The result goes straight behind its envelope; a fault takes all of it back.
+    reply_ += R"({"jsonrpc":"2.0","result":)";
+    const Fault fault = call_method(request, services, caller, reply_);
+    if (fault || id == nullptr) reply_.resize(before);
+    if (id == nullptr) return;
+    if (fault) {
+        append_error_reply(reply_, id, fault);
+    } else {
+        reply_.append(R"(,"id":)").append(id_text(id)).append("}");
+    }
+}
+
+}  // namespace ravd

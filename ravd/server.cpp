@@ -1,0 +1,164 @@
+// The loop gives every scheduled connection one turn a round: first the events that are due, then some requests. A
+// round begins with a timer of no time, so that bytes that can be written or read are always dealt with in between:
+// no client waits for another's whole queue, and an event leaves after the reply that it follows from.
+#include "ravd/server.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include "libglobal/net/destination.h"
+#include "ravd/log.h"
+
+namespace ravd {
+
+namespace {
+
+event_base *new_base() {
+    event_set_log_callback([](int severity, const char *text) {
+        if (severity >= EVENT_LOG_WARN) log_warning("event loop: %s", text);
+    });
+    event_base *base = event_base_new();
+    if (base == nullptr) {
+        log_error("no event loop can be had");
+        abort();
+    }
+    return base;
+}
+
+}  // namespace
+
+Server::Server(const Options &options, Model &model)
+    : options_(options),
+      model_(model),
+      base_(new_base()),
+      admission_(options.limits, connection_limit(options.limits)),
+      sessions_(geteuid(), options.limits.groups),
+      events_(sessions_, model, [this] { wake(); }),
+      services_{model, sessions_, events_, options.limits} {
+    turn_ = event_new(
+        base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
+    const int numbers[] = {SIGTERM, SIGINT};
+    for (size_t n = 0; n < std::size(numbers); ++n) {
+        signals_[n] = evsignal_new(
+            base_, numbers[n],
+            [](evutil_socket_t, short, void *base) { event_base_loopbreak(static_cast<event_base *>(base)); }, base_);
+        event_add(signals_[n], nullptr);
+    }
+    signal(SIGPIPE, SIG_IGN);
+    model_.set_listener(&events_);
+}
+
+Server::~Server() {
+    model_.set_listener(nullptr);
+    listeners_.clear();
+    connections_.clear();
+    retired_.clear();
+    struct stat file = {};
+    if (socket_file_.st_ino != 0 && lstat(options_.socket.c_str(), &file) == 0 && file.st_ino == socket_file_.st_ino &&
+        file.st_dev == socket_file_.st_dev) {
+        unlink(options_.socket.c_str());
+    }
+    for (event *each : signals_) event_free(each);
+    event_free(turn_);
+    event_base_free(base_);
+}
+
+bool Server::open(std::string &error) {
+    if (!options_.tls_certificate.empty()) {
+        tls_ = load_tls(options_.tls_certificate, options_.tls_key, error);
+        if (!tls_) return false;
+    }
+    for (const std::string &destination : options_.listen) {
+        if (!open_tcp(destination, error)) return false;
+    }
+    return open_local(error);
+}
+
+bool Server::open_local(std::string &error) {
+    const int fd = open_local_socket(options_.socket, error);
+    if (fd < 0) return false;
+    lstat(options_.socket.c_str(), &socket_file_);
+    listen_on(fd, Transport::local);
+    log_info("listening on %s", options_.socket.c_str());
+    return true;
+}
+
+bool Server::open_tcp(const std::string &destination, std::string &error) {
+    rv::Destination where;
+    if (rv::parse_destination(destination, rv::PortZero::taken, &where) != 0 || where.kind != RV_SOCKET_TCP) {
+        error = destination + ": not tcp://HOST:PORT";
+        return false;
+    }
+    const std::vector<int> sockets = open_tcp_sockets(where.host, where.port, error);
+    for (const int fd : sockets) {
+        sockaddr_storage address = {};
+        socklen_t size = sizeof address;
+        getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
+        log_info("listening on %s%s", tcp_name(address).c_str(), tls_ ? " with TLS" : "");
+        listen_on(fd, Transport::tcp);
+    }
+    return !sockets.empty();
+}
+
+void Server::listen_on(int fd, Transport transport) {
+    listeners_.push_back(
+        std::make_unique<Listener>(base_, fd, transport, [this](int each, const Peer &peer) { accept(each, peer); }));
+}
+
+void Server::run() {
+    log_info("ready");
+    event_base_dispatch(base_);
+    log_info("ending");
+}
+
+void Server::accept(int fd, const Peer &peer) {
+    if (const char *reason = admission_.admit(peer)) {
+        if (!std::exchange(refusing_, true)) log_warning("connections are refused: %s", reason);
+        close(fd);
+        return;
+    }
+    refusing_ = false;
+    ConnectionHost &host = *this;
+    connections_.push_back(std::make_unique<Connection>(host, fd, peer));
+    connections_.back()->slot = connections_.size() - 1;
+}
+
+void Server::wake() {
+    constexpr timeval now = {0, 0};
+    event_add(turn_, &now);
+}
+
+void Server::schedule(Connection &connection) {
+    if (std::exchange(connection.scheduled, true)) return;
+    scheduled_.push_back(&connection);
+    wake();
+}
+
+void Server::retire(Connection &connection) {
+    admission_.release(connection.peer());
+    const size_t slot = connection.slot;
+    std::swap(connections_[slot], connections_.back());
+    connections_[slot]->slot = slot;
+    retired_.push_back(std::move(connections_.back()));
+    connections_.pop_back();
+    wake();
+}
+
+void Server::turn() {
+    events_.deliver_changes();
+    const std::vector<Connection *> round = std::exchange(scheduled_, {});
+    for (Connection *connection : round) {
+        connection->scheduled = false;
+        connection->pump();
+    }
+    for (Connection *connection : round) connection->turn();
+    // Those scheduled again meanwhile may have been retired as well.
+    std::erase_if(scheduled_, [](const Connection *each) { return each->is_closed(); });
+    retired_.clear();
+}
+
+}  // namespace ravd

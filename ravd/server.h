@@ -1,0 +1,64 @@
+// The daemon's loop: its sockets, its connections, and their turns.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <event2/event.h>
+#include <sys/stat.h>
+
+#include "ravd/admission.h"
+#include "ravd/connection.h"
+#include "ravd/events.h"
+#include "ravd/listener.h"
+#include "ravd/options.h"
+#include "ravd/session.h"
+#include "ravd/tls.h"
+
+namespace ravd {
+
+class Server : private ConnectionHost {
+ public:
+    // Borrows both. Becomes the model's listener.
+    Server(const Options &options, Model &model);
+    ~Server();
+
+    // Opens every socket. Returns false and sets error when one can't be had.
+    bool open(std::string &error);
+    // Serves until SIGTERM or SIGINT.
+    void run();
+
+ private:
+    event_base *base() override { return base_; }
+    Services &services() override { return services_; }
+    SSL_CTX *tls() override { return tls_.get(); }
+    void schedule(Connection &connection) override;
+    void retire(Connection &connection) override;
+
+    bool open_local(std::string &error);
+    bool open_tcp(const std::string &destination, std::string &error);
+    void listen_on(int fd, Transport transport);
+    void accept(int fd, const Peer &peer);
+    void wake();
+    void turn();
+
+    const Options &options_;
+    Model &model_;
+    event_base *base_;
+    event *turn_;
+    event *signals_[2];
+    TlsContext tls_;
+    Admission admission_;
+    Sessions sessions_;
+    Events events_;
+    Services services_;
+    std::vector<std::unique_ptr<Listener>> listeners_;
+    std::vector<std::unique_ptr<Connection>> connections_;
+    std::vector<std::unique_ptr<Connection>> retired_;  // deleted at the next turn, when no callback of theirs runs
+    std::vector<Connection *> scheduled_;
+    bool refusing_ = false;
+    struct stat socket_file_ = {};  // of ours, so that no other's is removed
+};
+
+}  // namespace ravd

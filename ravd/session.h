@@ -1,0 +1,110 @@
+// Sessions: one client process with up to two connections, its identity and its event groups. Sessions know their
+// connections as members only; nothing here touches a socket.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "ravd/model/access.h"
+#include "ravd/peer.h"
+
+namespace ravd {
+
+struct Session;
+
+// The text of an event's line, line feed included, shared by all who get it.
+using EventLine = std::shared_ptr<const std::string>;
+
+enum class MemberRole : uint8_t { requests, events };
+
+// A connection, as its session sees it. Sessions::close() must be called before it goes.
+class Member {
+ public:
+    explicit Member(const Peer &peer) : peer_(peer) {}
+    virtual ~Member() = default;
+    Member(const Member &) = delete;
+    Member &operator=(const Member &) = delete;
+
+    const Peer &peer() const { return peer_; }
+    Session &session() const { return *session_; }  // valid between Sessions::open() and close()
+
+    // Queues an event. It is never sent before the handler that caused it has answered.
+    virtual void deliver(const EventLine &event) = 0;
+    // The session has logged in or joined a group: its time no longer runs out.
+    virtual void settled() = 0;
+
+ protected:
+    Peer peer_;
+
+ private:
+    friend class Sessions;
+    Session *session_ = nullptr;
+    MemberRole role_ = MemberRole::requests;
+};
+
+struct Session {
+    std::string key;  // peer and secret; empty for a session that no second connection can enter
+    Viewer viewer;
+    Member *members[2] = {};  // filled from the front
+
+    struct Membership {
+        uint32_t group;
+        Member *joined_on;  // null once that connection has gone
+    };
+    std::vector<Membership> groups;
+
+    // Has logged in, has joined a group, or is local.
+    bool is_settled() const;
+};
+
+// What the notification Hello says.
+struct Hello {
+    std::string_view secret;  // 32 hex digits where it is usable
+    std::string_view role;    // "requests" or "events"
+    int64_t protocol = 1;
+};
+
+class Sessions {
+ public:
+    // own_uid: the daemon's user. groups: how many one session may join.
+    Sessions(uid_t own_uid, size_t groups) : own_uid_(own_uid), groups_(groups) {}
+
+    // Gives a new connection a session of its own.
+    void open(Member &member);
+    // Binds a connection to the session of that secret, which is begun where there is none. A connection that cannot
+    // enter (the session is full, the Hello unusable, or not the connection's first) gets or keeps one of its own.
+    // Returns true when the connection is in the session it asked for.
+    bool hello(Member &member, const Hello &hello);
+    // Takes a connection out; its session ends with its last one.
+    void close(Member &member);
+
+    // Returns false when the session has joined too many groups. Joining twice and leaving what was never joined
+    // change nothing.
+    bool join(Member &member, uint32_t group);
+    void leave(Session &session, uint32_t group);
+
+    // The sessions that have joined a group, in the order in which they did. Borrowed until the next call.
+    const std::vector<Session *> &joined(uint32_t group) const;
+    // The connection on which a session gets events of a group it has joined.
+    static Member &receiver(const Session &session, uint32_t group);
+
+    size_t count() const { return count_; }
+
+ private:
+    Session *begin(Member &member);
+    void enter(Member &member, Session &session);
+    void detach(Member &member);
+    void end(Session *session);
+
+    uid_t own_uid_;
+    size_t groups_;
+    size_t count_ = 0;
+    std::unordered_map<std::string, Session *> by_key_;
+    std::unordered_map<uint32_t, std::vector<Session *>> by_group_;
+};
+
+}  // namespace ravd
