@@ -180,15 +180,18 @@ bool Listener::accept_one() {
     return true;
 }
 
+// Returns false when there is nothing to turn away, which the lack of descriptors hides from an ordinary accept.
 bool Listener::turn_away() {
-    log_debug("no descriptor is left: a connection is turned away");
     if (spare_ >= 0) close(spare_);
     const int fd = accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
-    const bool turned_away = fd >= 0;
-    if (turned_away) close(fd);
+    const bool nobody = fd < 0 && errno == EAGAIN;
+    if (fd >= 0) {
+        close(fd);
+        log_debug("no descriptor is left: a connection is turned away");
+    }
     spare_ = open_spare();
-    if (!turned_away || spare_ < 0) pause();
-    return turned_away && spare_ >= 0;
+    if ((fd < 0 && !nobody) || spare_ < 0) pause();
+    return fd >= 0 && spare_ >= 0;
 }
 
 // The system has nothing left to accept with: asking again at once would only burn the processor.

@@ -73,6 +73,12 @@ class Daemon:
     def exit_status(self):
         return self.process.wait(DEADLINE)
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.stop()
+
     def stop(self):
         """Ends ravd, which must end well: status 0, its socket gone, nothing in the log that a sanitizer wrote."""
         if self.process.poll() is None:
