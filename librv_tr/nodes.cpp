@@ -13,7 +13,13 @@ const json_t *attribute(const json_t *node, const char *key) {
     return json_object_get(json_object_get(node, "#attr"), key);
 }
 
+// The other names with a "#" are what a cache node says about itself, no nodes.
+bool names_node(std::string_view name) {
+    return !name.starts_with('#') || name == "#template" || name == "#input" || name == "#output";
+}
+
 json_t *child(const json_t *node, std::string_view name) {
+    if (!names_node(name)) return nullptr;
     const std::string key(name);
     json_t *found = json_object_get(node, key.c_str());
     if (!found && rv_tr_is_instance_number(key.c_str())) found = json_object_get(node, "#template");

@@ -98,7 +98,7 @@ std::optional<Value> value_from_json(int type, json_t *json) {
             break;
     }
     if (type != RV_TR_ANY || !json) return std::nullopt;
-    return Value(SharedJson{std::shared_ptr<json_t>(json_incref(json), JsonRelease())});
+    return Value(SharedJson(json));
 }
 
 const char *value_problem(const SchemaNode &parameter, const Value &value) {

@@ -54,22 +54,25 @@ class Binder {
         LiveBinding &binding = bindings_.emplace_back();
         binding.table = &live;
         binding.node = node;
-        return std::ranges::all_of(live.serves,
-                                   [&](const char *name) { return bind_served(*node, binding.row, name); });
+        row_name_ = std::string(live.path) + (std::string_view(live.path).ends_with('.') ? "{i}." : ".{i}.");
+        return std::ranges::all_of(live.serves, [&](const char *name) {
+            return bind_served(*node, binding.row, name) ||
+                   fail(row_name_ + name, "is no stored parameter of the schema");
+        });
     }
 
-    // name is relative to the rows of object; "{i}" stands for the rows of tables nested in them.
+    // name is relative to the rows of object; "{i}" stands for the rows of tables nested in them. False when the
+    // schema has no such parameter, or has its value from elsewhere.
     bool bind_served(const SchemaNode &object, LiveRow &row, std::string_view name) {
         constexpr std::string_view marker = ".{i}.";
         const size_t nested = name.find(marker);
         const SchemaNode *node = find_below(object.instance(), name.substr(0, nested));
         if (nested == name.npos) {
-            if (!node || !node->is_parameter() || node->source != Source::stored)
-                return fail(name, "is no stored parameter of the schema");
+            if (!node || node->slot == no_slot || !node->is_parameter()) return false;
             row.parameters.push_back({name, node});
             return true;
         }
-        if (!node || !node->multi) return fail(name, "is no parameter of the schema");
+        if (!node || !node->multi) return false;
         return bind_served(*node, nested_row(row, name.substr(0, nested), *node), name.substr(nested + marker.size()));
     }
 
@@ -83,6 +86,7 @@ class Binder {
     std::vector<LiveBinding> &bindings_;
     std::string &error_;
     const char *provider_ = "";
+    std::string row_name_;  // of the rows being bound, for messages
 };
 
 }  // namespace

@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 
 #include <errno.h>
+#include <stdio.h>
 #include <string.h>
 
 #include "ravd/model/locate.h"
@@ -14,11 +15,13 @@ namespace ravd {
 
 namespace {
 
+// The whole text of a file; false with errno set when it can't be read.
 bool read_text(const std::string &path, std::string &text) {
-    std::ifstream file(path, std::ios::binary);
+    const std::unique_ptr<FILE, int (*)(FILE *)> file(fopen(path.c_str(), "re"), fclose);
     if (!file) return false;
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    return !file.bad();
+    char block[16384];
+    while (const size_t size = fread(block, 1, sizeof block, file.get())) text.append(block, size);
+    return ferror(file.get()) == 0;
 }
 
 // The keys that lead to the node in a file, from the outermost object.
@@ -51,9 +54,8 @@ bool SourceFiles::read(const std::string &folder, std::string &error) {
 bool SourceFiles::read_file(const std::string &path, std::string &error) {
     SourceFile &file = files_.emplace_back();
     file.path = path;
-    errno = 0;
     if (!read_text(path, file.text)) {
-        error = path + ":1: " + (errno != 0 ? strerror(errno) : "not readable");
+        error = path + ":1: " + strerror(errno);
         return false;
     }
     json_error_t parse_error;

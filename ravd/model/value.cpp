@@ -15,7 +15,7 @@ struct Appender {
     void operator()(int64_t value) const { append_json_integer(out, value); }
     void operator()(double value) const { append_json_real(out, value); }
     void operator()(const std::string &value) const { append_json_string(out, value); }
-    void operator()(const SharedJson &value) const { append_json(out, value.json.get()); }
+    void operator()(const SharedJson &value) const { append_json(out, value.get()); }
 };
 
 }  // namespace
