@@ -33,10 +33,7 @@ class LiveRows {
         std::vector<std::pair<std::string_view, Value>> values;     // names relative to the instance: "Stats.BytesSent"
         std::vector<std::pair<std::string_view, LiveRows>> tables;  // "IPv4Address", with its own rows
 
-        Row &set(std::string_view name, Value value) {
-            values.emplace_back(name, std::move(value));
-            return *this;
-        }
+        Row &set(std::string_view name, Value value);
         LiveRows &table(std::string_view name) { return tables.emplace_back(name, LiveRows()).second; }
     };
     // The row is lent until the next add().
