@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 struct DataCase {
     std::filesystem::path folder;
 
@@ -32,4 +34,9 @@ inline std::vector<DataCase> data_cases(const char *suite) {
 
 inline void PrintTo(const DataCase &c, std::ostream *out) {
     *out << c.name();
+}
+
+// Names the tests of a suite after its cases.
+inline std::string case_name(const testing::TestParamInfo<DataCase> &test) {
+    return test.param.name();
 }

@@ -64,7 +64,7 @@ TEST(CommandTable, HasTextsForHelpOnEveryRowButDebug) {
     for (const command_row &row : command_table()) {
         EXPECT_EQ(row.usage == nullptr, std::string(row.name) == "debug");
         EXPECT_EQ(row.help == nullptr, std::string(row.name) == "debug");
-        if (row.usage) EXPECT_EQ(std::string(row.usage).rfind(row.name, 0), 0U) << row.usage;
+        EXPECT_TRUE(!row.usage || std::string(row.usage).starts_with(row.name)) << row.usage;
     }
 }
 

@@ -56,15 +56,19 @@ TEST_F(Request, ThatSucceedsIsReportedOk) {
 
 TEST_F(Request, ThatFindsTheConnectionClosedIsSentExactlyTwice) {
     // The first connection answers once and closes; the request after that finds it closed.
-    FakeDaemon daemon([](Peer &peer) {
+    test::Gate closed;
+    FakeDaemon daemon([&closed](Peer &peer) {
         while (const auto request = peer.request()) {
             peer.reply(*request, "{}");
-            if (peer.number() == 1) return peer.close();
+            if (peer.number() > 1) continue;
+            peer.close();
+            return closed.open();
         }
     });
     use(daemon);
     message_auto_t *first = request_new("First", nullptr);
     send_request(first, NO_TIMEOUT);
+    ASSERT_TRUE(closed.wait());
     message_auto_t *second = request_new("Second", nullptr);
     EXPECT_EQ(send_request(second, NO_TIMEOUT), 0);
     EXPECT_EQ(rv_jrpcmsg_typeof(second), RV_JRPCMSG_RESULT);
@@ -90,7 +94,7 @@ TEST_F(Request, ThatIsLostAfterItWasHandedOverIsSentExactlyOnce) {
 TEST_F(Request, LeavesTheConnectionAtItsRestingTimeout) {
     FakeDaemon daemon(test::answer_all());
     use(daemon);
-    for (const int timeout : {NO_TIMEOUT, 1000}) {
+    for (const int timeout : {-1, 1000}) {
         message_auto_t *msg = request_new("Noop", nullptr);
         send_request(msg, timeout);
         EXPECT_EQ(rv_jrpcapi_get_timeout(requests_connection()), 5000);
@@ -120,6 +124,7 @@ TEST_F(Request, KeepsTheCallersReferenceToItsParameters) {
 }
 
 TEST(ReplyStatus, OfASuccess) {
+    rv_colors_toggle(0);
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"result":{}})"), "Status: OK\n");
 }
 
@@ -166,8 +171,8 @@ class Cat : public Request {
 };
 
 TEST_F(Cat, WithoutArgumentsReadsTheRootAndPrintsWholeNames) {
-    const CatOutcome outcome = cat("[]", R"({"ParameterList":[{"Name":"Device.A","Value":1},
-                                             {"Name":"Device.Long","Value":"x"}]})");
+    const CatOutcome outcome = cat("[]", R"({"ParameterList":[{"Name":"Device.A","Value":1},)"
+                                         R"({"Name":"Device.Long","Value":"x"}]})");
     EXPECT_EQ(outcome.params, std::vector<std::string>{R"({"ParameterNames":["."]})"});
     EXPECT_EQ(outcome.text, "Device.A    = 1\nDevice.Long = 'x'\n");
 }

@@ -18,8 +18,7 @@ TEST_P(SplitLine, GivesTheWords) {
     EXPECT_EQ(text, GetParam().read("output"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, SplitLine, testing::ValuesIn(data_cases("split_line")),
-                         [](const auto &info) { return info.param.name(); });
+INSTANTIATE_TEST_SUITE_P(Data, SplitLine, testing::ValuesIn(data_cases("split_line")), case_name);
 
 TEST(SplitLineCounter, NullLineGivesNull) {
     EXPECT_EQ(split_line(nullptr, 0, nullptr), nullptr);

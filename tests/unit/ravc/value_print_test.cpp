@@ -38,8 +38,7 @@ TEST_P(ValuePrint, ColoursAllButObjects) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), text.empty() ? "" : " = \033[38;2;140;117;0m" + text + "\033[0m");
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, ValuePrint, testing::ValuesIn(data_cases("values")),
-                         [](const auto &info) { return info.param.name(); });
+INSTANTIATE_TEST_SUITE_P(Data, ValuePrint, testing::ValuesIn(data_cases("values")), case_name);
 
 TEST(ValuePrintAbsent, PrintsNothing) {
     testing::internal::CaptureStdout();
