@@ -39,7 +39,7 @@ void Admission::release(const Peer &peer) {
     }
 }
 
-uint64_t connection_limit(const Limits &limits) {
+uint64_t connection_limit(const ClientLimits &limits) {
     rlimit descriptors = {};
     if (getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return limits.connections;
     descriptors.rlim_cur = descriptors.rlim_max;

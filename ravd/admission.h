@@ -14,7 +14,7 @@ namespace ravd {
 class Admission {
  public:
     // connections: how many in all, see connection_limit().
-    Admission(const Limits &limits, uint64_t connections) : limits_(limits), connections_(connections) {}
+    Admission(const ClientLimits &limits, uint64_t connections) : limits_(limits), connections_(connections) {}
 
     // Counts the peer in and returns null, or returns which limit it would break.
     const char *admit(const Peer &peer);
@@ -22,7 +22,7 @@ class Admission {
     void release(const Peer &peer);
 
  private:
-    const Limits &limits_;
+    const ClientLimits &limits_;
     uint64_t connections_;
     uint64_t admitted_ = 0, guests_ = 0;
     std::unordered_map<uid_t, uint64_t> by_uid_;
@@ -31,6 +31,6 @@ class Admission {
 
 // Raises the soft limit of descriptors to the hard one, and returns how many connections may be held: the limit's
 // number, or its share of the descriptors where that is less.
-uint64_t connection_limit(const Limits &limits);
+uint64_t connection_limit(const ClientLimits &limits);
 
 }  // namespace ravd

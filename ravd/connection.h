@@ -78,7 +78,7 @@ class Connection : public Member {
 
     bool is_done() const;
     size_t unsent() const;
-    const Limits &limits() const { return host_.services().limits; }
+    const ClientLimits &limits() const { return host_.services().limits; }
     FrameLimits frame_limits() const;
 
     ConnectionHost &host_;

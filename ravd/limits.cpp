@@ -9,7 +9,7 @@ namespace {
 
 struct Row {
     std::string_view name;
-    uint64_t Limits::*member;
+    uint64_t ClientLimits::*member;
     uint64_t least, most;
 };
 
@@ -18,32 +18,32 @@ constexpr uint64_t time_max = 24 * 3600 * 1000;
 constexpr uint64_t count_max = 1024 * 1024;
 
 constexpr Row rows[] = {
-    {"message-guest", &Limits::message_guest, 64, size_max},
-    {"message", &Limits::message, 64, size_max},
-    {"nesting", &Limits::nesting, 2, 1024},
-    {"values", &Limits::values, 16, size_max},
-    {"batch", &Limits::batch, 1, count_max},
-    {"batch-reply", &Limits::batch_reply, 0, size_max},
-    {"groups", &Limits::groups, 1, count_max},
-    {"login-ms", &Limits::login_ms, 1, time_max},
-    {"partial-ms", &Limits::partial_ms, 1, time_max},
-    {"linger-ms", &Limits::linger_ms, 1, time_max},
-    {"connections", &Limits::connections, 1, count_max},
-    {"per-uid", &Limits::per_uid, 1, count_max},
-    {"guests", &Limits::guests, 0, count_max},
-    {"guests-per-address", &Limits::guests_per_address, 0, count_max},
-    {"descriptors-percent", &Limits::descriptors_percent, 1, 100},
-    {"turn-requests", &Limits::turn_requests, 1, count_max},
-    {"turn-ms", &Limits::turn_ms, 1, 1000},
-    {"unsent-high", &Limits::unsent_high, 1, size_max},
-    {"unsent-low", &Limits::unsent_low, 1, size_max},
-    {"event-queue", &Limits::event_queue, 0, size_max},
-    {"event-room", &Limits::event_room, 1, size_max},
+    {"message-guest", &ClientLimits::message_guest, 64, size_max},
+    {"message", &ClientLimits::message, 64, size_max},
+    {"nesting", &ClientLimits::nesting, 2, 1024},
+    {"values", &ClientLimits::values, 16, size_max},
+    {"batch", &ClientLimits::batch, 1, count_max},
+    {"batch-reply", &ClientLimits::batch_reply, 0, size_max},
+    {"groups", &ClientLimits::groups, 1, count_max},
+    {"login-ms", &ClientLimits::login_ms, 1, time_max},
+    {"partial-ms", &ClientLimits::partial_ms, 1, time_max},
+    {"linger-ms", &ClientLimits::linger_ms, 1, time_max},
+    {"connections", &ClientLimits::connections, 1, count_max},
+    {"per-uid", &ClientLimits::per_uid, 1, count_max},
+    {"guests", &ClientLimits::guests, 0, count_max},
+    {"guests-per-address", &ClientLimits::guests_per_address, 0, count_max},
+    {"descriptors-percent", &ClientLimits::descriptors_percent, 1, 100},
+    {"turn-requests", &ClientLimits::turn_requests, 1, count_max},
+    {"turn-ms", &ClientLimits::turn_ms, 1, 1000},
+    {"unsent-high", &ClientLimits::unsent_high, 1, size_max},
+    {"unsent-low", &ClientLimits::unsent_low, 1, size_max},
+    {"event-queue", &ClientLimits::event_queue, 0, size_max},
+    {"event-room", &ClientLimits::event_room, 1, size_max},
 };
 
 }  // namespace
 
-std::string set_limit(Limits &limits, std::string_view assignment) {
+std::string set_limit(ClientLimits &limits, std::string_view assignment) {
     const size_t equals = assignment.find('=');
     const std::string_view name = assignment.substr(0, equals);
     for (const Row &row : rows) {
@@ -62,7 +62,7 @@ std::string set_limit(Limits &limits, std::string_view assignment) {
     return "no limit named \"" + std::string(name) + "\"";
 }
 
-std::string describe_limits(const Limits &limits) {
+std::string describe_limits(const ClientLimits &limits) {
     std::string text;
     for (const Row &row : rows) {
         text.append("  ").append(row.name).append("=").append(std::to_string(limits.*row.member)).append("\n");

@@ -7,7 +7,7 @@
 
 namespace ravd {
 
-struct Limits {
+struct ClientLimits {
     // One message, in bytes without its line feed: before and after login. The local socket has the latter at once.
     uint64_t message_guest = 64 * 1024;
     uint64_t message = 16 * 1024 * 1024;
@@ -37,9 +37,9 @@ struct Limits {
 };
 
 // Sets one limit from "NAME=VALUE", the names being those above with "-" for "_". Returns an empty text, or why not.
-std::string set_limit(Limits &limits, std::string_view assignment);
+std::string set_limit(ClientLimits &limits, std::string_view assignment);
 
 // The names set_limit() knows with their present values, a line each: for --help.
-std::string describe_limits(const Limits &limits);
+std::string describe_limits(const ClientLimits &limits);
 
 }  // namespace ravd

@@ -23,7 +23,7 @@ struct Services {
     Model &model;
     Sessions &sessions;
     Events &events;
-    const Limits &limits;
+    const ClientLimits &limits;
 };
 
 // One call. The parameters have been checked against the method's row before its function runs.

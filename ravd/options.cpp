@@ -38,7 +38,7 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     app.set_version_flag("--version", "ravd " RAV_VERSION);
-    app.footer("Limits (sizes in bytes, times in milliseconds):\n" + describe_limits(Limits()));
+    app.footer("Limits (sizes in bytes, times in milliseconds):\n" + describe_limits(ClientLimits()));
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ struct Options {
     std::string state = "/var/lib/ravd";
     bool check = false;
     LogLevel log_level = LogLevel::info;
-    Limits limits;
+    ClientLimits limits;
 };
 
 // Reads the command line. Returns nothing to go on with options, or the exit status: 0 after --help and --version,

@@ -105,7 +105,7 @@ void append_error_reply(std::string &reply, const json_t *id, const Fault &fault
     reply.append(R"(,"id":)").append(id_text(id)).append("}");
 }
 
-Exchange::Exchange(std::string_view message, const Limits &limits) {
+Exchange::Exchange(std::string_view message, const ClientLimits &limits) {
     json_error_t error;
     message_.reset(json_loadb(message.data(), message.size(), JSON_REJECT_DUPLICATES, &error));
     if (!message_) {

@@ -22,7 +22,7 @@ void append_error_reply(std::string &reply, const json_t *id, const Fault &fault
 class Exchange {
  public:
     // message: the bytes of one message, not needed any more on return.
-    Exchange(std::string_view message, const Limits &limits);
+    Exchange(std::string_view message, const ClientLimits &limits);
 
     // Serves the next request. Returns true when the message is done with.
     bool step(Services &services, Member &caller);

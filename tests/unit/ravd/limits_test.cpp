@@ -1,4 +1,4 @@
-// Limits by name, counts of connections, addresses that count as one, and the log's escaping.
+// ClientLimits by name, counts of connections, addresses that count as one, and the log's escaping.
 #include "ravd/limits.h"
 
 #include <arpa/inet.h>
@@ -14,7 +14,7 @@ namespace ravd {
 namespace {
 
 TEST(LimitsTest, AreSetByName) {
-    Limits limits;
+    ClientLimits limits;
     EXPECT_EQ(set_limit(limits, "partial-ms=250"), "");
     EXPECT_EQ(limits.partial_ms, 250U);
     EXPECT_EQ(set_limit(limits, "guests=0"), "");
@@ -23,10 +23,10 @@ TEST(LimitsTest, AreSetByName) {
 }
 
 TEST(LimitsTest, RefuseWhatTheyDoNotKnow) {
-    const Limits defaults;
+    const ClientLimits defaults;
     for (const char *text : {"", "=", "=1", "bogus=1", "guests", "guests=", "guests=x", "guests=1x", "guests=-1",
                              "guests= 1", "partial-ms=0", "guests=99999999999999999999", "descriptors-percent=101"}) {
-        Limits limits;
+        ClientLimits limits;
         EXPECT_NE(set_limit(limits, text), "") << text;
         EXPECT_EQ(describe_limits(limits), describe_limits(defaults)) << text;
     }
@@ -48,8 +48,8 @@ class AdmissionTest : public testing::Test {
     }
     bool admits(const Peer &peer) { return admission.admit(peer) == nullptr; }
 
-    Limits limits = [] {
-        Limits few;
+    ClientLimits limits = [] {
+        ClientLimits few;
         few.per_uid = 2;
         few.guests = 3;
         few.guests_per_address = 2;

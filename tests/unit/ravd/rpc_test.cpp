@@ -41,7 +41,7 @@ class RpcTest : public testing::Test {
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;
     TestMember member{sessions};
-    Limits limits;
+    ClientLimits limits;
     int steps = 0;
 };
 
