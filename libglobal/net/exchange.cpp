@@ -21,10 +21,10 @@ constexpr size_t unanswered_limit = 4096;
 int look_before_sending(rv_jrpcapi &c) {
     if (c.socket.kind == RV_SOCKET_UNIX && !c.socket.tls) return 0;
     for (;;) {
+        if (const int err = sort_lines(c)) return err;
         const int got = receive(c);
         if (got == 0) return 0;
         if (got < 0) return got == RV_SOCKET_ERR_LOST ? static_cast<int>(RV_SOCKET_ERR_CLOSED) : got;
-        if (const int err = sort_lines(c)) return err;
     }
 }
 

@@ -59,8 +59,7 @@ int loss(const rv_jrpcapi &c) {
 
 // The daemon may have said why before it closed.
 void read_last_words(rv_jrpcapi &c) {
-    while (receive(c) > 0)
-        if (sort_lines(c) < 0) return;
+    while (sort_lines(c) == 0 && receive(c) > 0) continue;
 }
 
 }  // namespace
@@ -110,17 +109,19 @@ int send_queued(rv_jrpcapi &c) {
 int flush(rv_jrpcapi &c, int64_t deadline) {
     for (bool first = true;; first = false) {
         const int result = send_queued(c);
-        if (result < 0) read_last_words(c);
-        if (result < 0) return loss(c);
+        if (result < 0) {
+            read_last_words(c);
+            return loss(c);
+        }
         if (result == 0) return 0;
         if (!first && rv_now_ms() >= deadline) return RV_SOCKET_ERR_TIMEOUT;
         pollfd both{.fd = c.socket.fd, .events = POLLIN | POLLOUT, .revents = 0};
         if (const int err = wait_for(&both, deadline)) return err;
         if (!(both.revents & POLLIN)) continue;
+        if (const int err = sort_lines(c)) return err;
         const int got = receive(c);
         if (got == RV_SOCKET_ERR_LOST) return loss(c);
-        const int sorted = got < 0 ? got : sort_lines(c);
-        if (sorted < 0) return sorted;
+        if (got < 0) return got;
     }
 }
 

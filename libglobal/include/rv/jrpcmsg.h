@@ -50,7 +50,8 @@ json_t *rv_jrpcmsg_get_errordata_json(const rv_jrpcmsg *msg);
 // The group of an event; 0 for a message that is no event.
 uint32_t rv_jrpcmsg_get_event_code(const rv_jrpcmsg *msg);
 
-// Makes msg a successful reply that carries result. Returns 0, or -1.
+// Makes msg a successful reply that carries result; null drops its reply, so that it is its request again.
+// Returns 0, or -1.
 int rv_jrpcmsg_set_result_new(rv_jrpcmsg *msg, json_t *result);
 // Sets one member of the request's params, which must be an object or absent. Returns 0, or -1.
 int rv_jrpcmsg_add_parameter_json_new(rv_jrpcmsg *msg, const char *key, json_t *value);
