@@ -293,7 +293,7 @@ TEST(Exchange, TenThousandEventsBeforeTheReplyAreBounded) {
     const Client client(daemon.destination());
     EXPECT_EQ(client.ask("A"), "\"right\"");
     rv_jrpcapi_set_timeout(client, 0);
-    int kept = 0;
+    size_t kept = 0;
     long long last = -1;
     while (const auto event = test::owned(rv_jrpcapi_recv(client))) {
         const long long number = json_integer_value(json_object_get(rv_jrpcmsg_get_params_json(event.get()), "Params"));
@@ -302,7 +302,7 @@ TEST(Exchange, TenThousandEventsBeforeTheReplyAreBounded) {
         kept++;
     }
     EXPECT_EQ(last, 9999);
-    EXPECT_GT(kept, 1000);
+    EXPECT_GT(kept, 1000U);
     EXPECT_LE(kept * test::event_line(16, "1000").size(), 512U * 1024);
 }
 
