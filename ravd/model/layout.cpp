@@ -85,17 +85,15 @@ void describe(const SchemaNode &node, std::string &text) {
     text += '}';
 }
 
+// FNV-1a, 64 bits: it has to notice changes, not to withstand forgery.
 std::string digest(const SchemaNode &root) {
     std::string text;
     describe(root, text);
-    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
-    EVP_Digest(text.data(), text.size(), bytes.data(), nullptr, EVP_sha256(), nullptr);
+    uint64_t hash = 0xcbf29ce484222325;
+    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
     constexpr char hex[] = "0123456789abcdef";
     std::string version;
-    for (size_t i = 0; i < 8; i++) {
-        version += hex[bytes[i] >> 4];
-        version += hex[bytes[i] & 15];
-    }
+    for (int shift = 60; shift >= 0; shift -= 4) version += hex[hash >> shift & 15];
     return version;
 }
 

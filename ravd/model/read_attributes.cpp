@@ -42,7 +42,7 @@ void AttributeWriter::write_children(const SchemaNode &node, Record *record, int
         write_entry(*child, recorded ? record : nullptr, child->is_parameter() ? child->name : child->name + '.',
                     depth);
     }
-    if (!node.multi || !record) return;
+    if (!node.multi || !record || !reading_.can_see(node.instance())) return;
     record->table(node).for_each(
         [&](Record &row) { write_entry(node.instance(), &row, std::to_string(row.number()) + '.', depth); });
 }

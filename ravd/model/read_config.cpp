@@ -15,6 +15,7 @@ class ConfigWriter {
 
  private:
     void write_whole(const SchemaNode &node, Record &record);
+    void write_instances(const SchemaNode &object, Record &record);
     void write_parameter(const SchemaNode &parameter, Record &record);
 
     Reading &reading_;
@@ -38,16 +39,8 @@ void ConfigWriter::write_way(const SchemaNode &node, Record &record, size_t inde
 }
 
 void ConfigWriter::write_whole(const SchemaNode &node, Record &record) {
+    if (node.multi) return write_instances(node, record);
     out_ += '{';
-    if (node.multi) {
-        write_parameter(*node.find("max_instance"), record);
-        record.table(node).for_each([&](Record &row) {
-            append_key(out_, std::to_string(row.number()));
-            write_whole(node.instance(), row);
-        });
-        out_ += '}';
-        return;
-    }
     for (const auto &child : node.children) {
         if (child->by_name_only || child->is_method() || !reading_.can_see(*child)) continue;
         if (child->is_parameter()) {
@@ -56,6 +49,18 @@ void ConfigWriter::write_whole(const SchemaNode &node, Record &record) {
             append_key(out_, child->name);
             write_whole(*child, record);
         }
+    }
+    out_ += '}';
+}
+
+void ConfigWriter::write_instances(const SchemaNode &object, Record &record) {
+    out_ += '{';
+    write_parameter(*object.find("max_instance"), record);
+    if (reading_.can_see(object.instance())) {
+        record.table(object).for_each([&](Record &row) {
+            append_key(out_, std::to_string(row.number()));
+            write_whole(object.instance(), row);
+        });
     }
     out_ += '}';
 }

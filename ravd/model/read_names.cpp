@@ -38,6 +38,7 @@ void NameWriter::write(Place place) {
 void NameWriter::write_children(const SchemaNode &node, Record &record) {
     if (node.is_method()) return;
     if (node.multi) {
+        if (!reading_.can_see(node.instance())) return;
         record.table(node).for_each(
             [&](Record &row) { write_entry(node.instance(), row, std::to_string(row.number()) + '.'); });
         return;

@@ -26,7 +26,6 @@ using RoleSet = uint8_t;
 constexpr RoleSet role_bit(Role role) {
     return static_cast<RoleSet>(1U << static_cast<unsigned>(role));
 }
-constexpr RoleSet all_roles = 7;
 
 // What one record holds: the root's record, or one instance. Positions are the nodes' slots.
 struct Shape {
