@@ -15,7 +15,7 @@
 namespace ravd {
 namespace {
 
-// A message in the making. Its bytes end with the buffer when cut() says so, for the sanitizers to see.
+// A message in the making.
 class Message {
  public:
     explicit Message(uint16_t type) : message_(mnl_nlmsg_put_header(bytes_)) { message_->nlmsg_type = type; }
