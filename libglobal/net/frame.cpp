@@ -10,9 +10,9 @@ namespace rv {
 
 namespace {
 
-constexpr size_t first_size = 16 * 1024;
-constexpr size_t least_room = 4 * 1024;
-constexpr size_t kept_size = 256 * 1024;
+constexpr size_t first_size = size_t{16} * 1024;
+constexpr size_t least_room = size_t{4} * 1024;
+constexpr size_t kept_size = size_t{256} * 1024;
 constexpr size_t none = SIZE_MAX;
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace rv {
 
 namespace {
 
-constexpr size_t kept_limit = 512 * 1024;
+constexpr size_t kept_limit = size_t{512} * 1024;
 constexpr size_t kept_overhead = 64;  // about what a line costs beside its text
 
 void drop_oldest(Kept &kept) {

@@ -13,7 +13,7 @@ namespace rv {
 
 namespace {
 
-constexpr size_t kept_size = 256 * 1024;
+constexpr size_t kept_size = size_t{256} * 1024;
 
 // The session's secret, the same on every connection of this process: 32 hex digits.
 const char *session_secret() {

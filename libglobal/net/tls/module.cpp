@@ -16,6 +16,7 @@
 namespace rv {
 
 struct TlsStream {
+    int fd;
     SSL *ssl;
 };
 
@@ -23,7 +24,7 @@ namespace {
 
 // A BIO of our own, because OpenSSL's writes with write() and would raise SIGPIPE.
 int fd_of(BIO *bio) {
-    return static_cast<int>(reinterpret_cast<intptr_t>(BIO_get_data(bio)));
+    return static_cast<const TlsStream *>(BIO_get_data(bio))->fd;
 }
 
 bool would_block() {
@@ -50,7 +51,7 @@ long bio_ctrl(BIO *, int command, long, void *) {
     return command == BIO_CTRL_FLUSH ? 1 : 0;
 }
 
-BIO *new_bio(int fd) {
+BIO *new_bio(TlsStream *stream) {
     static BIO_METHOD *method;
     if (!method) {
         method = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket without SIGPIPE");
@@ -61,7 +62,7 @@ BIO *new_bio(int fd) {
     }
     BIO *bio = BIO_new(method);
     if (!bio) return nullptr;
-    BIO_set_data(bio, reinterpret_cast<void *>(intptr_t{fd}));
+    BIO_set_data(bio, stream);
     BIO_set_init(bio, 1);
     return bio;
 }
@@ -104,17 +105,18 @@ bool expect_host(SSL *ssl, const char *host) {
 
 TlsStream *start(int fd, const char *host, char *reason, size_t size) {
     ERR_clear_error();
-    SSL *ssl = context() ? SSL_new(context()) : nullptr;
-    BIO *bio = ssl ? new_bio(fd) : nullptr;
-    if (!bio || !expect_host(ssl, host)) {
+    auto *stream = new TlsStream{.fd = fd, .ssl = context() ? SSL_new(context()) : nullptr};
+    BIO *bio = stream->ssl ? new_bio(stream) : nullptr;
+    if (!bio || !expect_host(stream->ssl, host)) {
         tell_openssl(reason, size, "out of memory");
         BIO_free(bio);
-        SSL_free(ssl);
+        SSL_free(stream->ssl);
+        delete stream;
         return nullptr;
     }
-    SSL_set_bio(ssl, bio, bio);
-    SSL_set_connect_state(ssl);
-    return new TlsStream{ssl};
+    SSL_set_bio(stream->ssl, bio, bio);
+    SSL_set_connect_state(stream->ssl);
+    return stream;
 }
 
 // What a failed operation needs to go on: poll() events, or 0 when it can't.

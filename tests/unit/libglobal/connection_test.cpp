@@ -2,6 +2,8 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -126,6 +128,33 @@ TEST(Connection, DescriptorsAreClosedOnExec) {
         EXPECT_EQ(fcntl(client.fd(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
         EXPECT_EQ(fcntl(client.fd(), F_GETFL) & O_NONBLOCK, O_NONBLOCK);
     }
+}
+
+TEST(Connection, ASilentTcpPeerIsFoundOut) {
+    FakeDaemon daemon(test::answer_all(), Over::tcp);
+    const Client client(daemon.destination());
+    ASSERT_EQ(rv_jrpcapi_connect(client), 0);
+    const struct {
+        int level, name, value;
+    } rows[] = {
+        {SOL_SOCKET, SO_KEEPALIVE, 1}, {IPPROTO_TCP, TCP_KEEPIDLE, 30},        {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+        {IPPROTO_TCP, TCP_KEEPCNT, 3}, {IPPROTO_TCP, TCP_USER_TIMEOUT, 60000}, {IPPROTO_TCP, TCP_NODELAY, 1},
+    };
+    for (const auto &row : rows) {
+        int value = 0;
+        socklen_t size = sizeof value;
+        ASSERT_EQ(getsockopt(client.fd(), row.level, row.name, &value, &size), 0);
+        EXPECT_EQ(value, row.value) << row.name;
+    }
+}
+
+TEST(Connection, TheSecureLayerIsNeverLeftOut) {
+    FakeDaemon daemon([](test::Peer &peer) { peer.bytes(1); });
+    const Client client(daemon.destination(), RV_JRPCAPI_TLS);
+    EXPECT_EQ(rv_jrpcapi_connect(client), RV_SOCKET_ERR_TLS);  // no module to be found, or no TLS at the other end
+    EXPECT_EQ(client.fd(), -1);
+    EXPECT_EQ(std::string(rv_socket_strerror(client.error())).find("TLS handshake or verification failed: "), 0U);
+    EXPECT_TRUE(daemon.lines().empty());
 }
 
 TEST(Connection, EverySocketErrorHasAText) {
