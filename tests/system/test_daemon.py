@@ -46,7 +46,8 @@ def test_check_counts_the_schema():
 def test_broken_schema_stops_the_start(tmp_path, option):
     schema = tmp_path / "schema"
     schema.mkdir()
-    (schema / "a.json").write_text('{"Device": {\n  "#attr": {"type": "object"},\n  "X": {"#attr": {"type": "bogus"}}\n}}\n')
+    (schema / "a.json").write_text(
+        '{"Device": {\n  "#attr": {"type": "object"},\n  "X": {"#attr": {"type": "bogus"}}\n}}\n')
     result = run("--schema", schema, "--socket", tmp_path / "s", "--state", tmp_path / "state", *option)
     assert (result.returncode, result.stdout) == (1, "")
     assert f"{schema}/a.json:3: " in result.stderr

@@ -108,15 +108,13 @@ def test_long_batch_leaves_room_for_others(start_ravd):
     daemon = start_ravd("--limit", "batch=200000", "--limit", "turn-requests=1")
     batch = b'[%s]\n' % b",".join([b'{"jsonrpc":"2.0","method":"LeaveGroup","params":{"Group":17},"id":1}'] * 50000)
     with daemon.connect() as greedy, daemon.connect() as other:
-        sender = threading.Thread(target=greedy.send, args=(batch,))
-        sender.start()
+        greedy.send(batch)  # what the daemon has not read of it fits a socket's buffer
         answered = 0
         while not greedy.readable():
             assert other.ping()
             answered += 1
-        sender.join()
         assert len(greedy.message()) == 50000
-        assert answered > 100  # served in one go, the batch would let through only what came while it was being read
+        assert answered > 50  # served in one go, the batch would let through only what came before its last byte
 
 
 def test_dripped_message_does_not_extend_its_time(start_ravd):
