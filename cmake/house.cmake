@@ -30,6 +30,6 @@ endif()
 # Links the C++ library into a program where that is asked for.
 function(rav_link_in target)
   if(RAV_LINK_IN)
-    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -Wl,--as-needed)
   endif()
 endfunction()

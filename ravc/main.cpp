@@ -1,5 +1,7 @@
 // ravc: start, run the chosen mode, tear down.
 #include <fcntl.h>
+#include <jansson.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include "ravc/daemon/connections.h"
@@ -13,8 +15,15 @@ static void fill_standard_descriptors() {
         if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd) _exit(1);
 }
 
+// jansson would open /dev/urandom for the seed of its hashes; the kernel has left random bytes with the program.
+static void seed_hashes() {
+    const auto *random = reinterpret_cast<const size_t *>(getauxval(AT_RANDOM));
+    json_object_seed(random ? *random : 0);
+}
+
 int main(int argc, char **argv) {
     fill_standard_descriptors();
+    seed_hashes();
     connections_init();
     Options options;
     int result = options_parse(argc, argv, &options);

@@ -2,7 +2,6 @@
  * It forks with vfork() and is linked statically, so that its own size is neither copied nor counted.
  *
  * usage: runstat RUNS STDIN COMMAND [ARGS...]     standard output goes to /dev/null */
-#define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>

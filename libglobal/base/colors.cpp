@@ -2,7 +2,6 @@
 #include "rv/colors.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,15 +15,16 @@ struct Rgb {
     int red, green, blue;
 };
 
+// In whole numbers, of 10,000 for full saturation at full value: this is no reason to load a mathematics library.
 Rgb to_rgb(rv_hsv c) {
-    const double value = std::min<int>(c.value, 100) / 100.0;
-    const double chroma = value * std::min<int>(c.saturation, 100) / 100.0;
-    const double sector = (c.hue % 360) / 60.0;
-    const double second = chroma * (1 - std::fabs(std::fmod(sector, 2) - 1));
-    const double rgb[6][3] = {{chroma, second, 0}, {second, chroma, 0}, {0, chroma, second},
-                              {0, second, chroma}, {second, 0, chroma}, {chroma, 0, second}};
-    const double *row = rgb[static_cast<int>(sector)];
-    const auto level = [&](double part) { return static_cast<int>(std::lround((part + value - chroma) * 255)); };
+    const int value = std::min<int>(c.value, 100) * 100;
+    const int chroma = value * std::min<int>(c.saturation, 100) / 100;
+    const int hue = c.hue % 360;
+    const int second = chroma * (60 - abs(hue % 120 - 60)) / 60;
+    const int rgb[6][3] = {{chroma, second, 0}, {second, chroma, 0}, {0, chroma, second},
+                           {0, second, chroma}, {second, 0, chroma}, {chroma, 0, second}};
+    const int *row = rgb[hue / 60];
+    const auto level = [&](int part) { return ((part + value - chroma) * 255 + 5000) / 10000; };
     return {level(row[0]), level(row[1]), level(row[2])};
 }
 

@@ -2,7 +2,10 @@
 #include "libglobal/net/secure.h"
 
 #include <dlfcn.h>
+#include <limits.h>
 #include <stdio.h>
+#include <string.h>
+#include <unistd.h>
 
 namespace rv {
 
@@ -10,8 +13,20 @@ namespace {
 
 char last_reason[256];
 
+// The module stands at a fixed place beside the folder of the program. A search path in the program would do as well,
+// but would have the loader look there for libc, too, at every start.
+void *open_library() {
+    char path[PATH_MAX] = "";
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+    char *slash = length > 0 ? strrchr(path, '/') : nullptr;
+    if (!slash) return dlopen("librv_tls.so", RTLD_NOW | RTLD_LOCAL);
+    const size_t room = sizeof path - static_cast<size_t>(slash + 1 - path);
+    if (static_cast<size_t>(snprintf(slash + 1, room, "%s", RV_TLS_MODULE)) >= room) return nullptr;
+    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+
 const TlsModule *load() {
-    void *library = dlopen("librv_tls.so", RTLD_NOW | RTLD_LOCAL);
+    void *library = open_library();
     const void *symbol = library ? dlsym(library, tls_module_symbol) : nullptr;
     if (!symbol) {
         note_tls_reason(dlerror());
