@@ -3,7 +3,8 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstring>
+#include <cstdlib>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -49,12 +50,12 @@ int rv_string_strntoul(const char *text, size_t len, int base, uint32_t *value) 
 }
 
 int rv_string_strntod(const char *text, size_t len, double *value) {
-    std::string_view number(text, len);
-    if (!number.empty() && number[0] == '+') number.remove_prefix(1);
-    double parsed = 0;
-    const char *end = number.data() + number.size();
-    const auto [stop, error] = std::from_chars(number.data(), end, parsed);
-    if (error != std::errc() || stop != end || !std::isfinite(parsed)) return -1;
+    // strtod() alone would also take blanks, hexadecimal numbers, "inf" and "nan"
+    const std::string number(text, len);
+    if (number.empty() || number.find_first_not_of("+-.0123456789eE") != number.npos) return -1;
+    char *end = nullptr;
+    const double parsed = strtod(number.c_str(), &end);
+    if (end != number.c_str() + len || !std::isfinite(parsed)) return -1;
     *value = parsed;
     return 0;
 }
