@@ -76,15 +76,22 @@ void run_line(char *text, bool by_name, int *result) {
 int run_lines(FILE *file, bool by_name) {
     int result = 0;
     Joiner pending;
+    bool joined = false;  // pending holds more than one line
     char *line = nullptr;
     size_t capacity = 0;
     for (ssize_t length; result >= 0 && (length = getline(&line, &capacity, file)) >= 0;) {
         if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
         const bool whole = pending.add(line);
-        // A comment that continues is never cleared, and so makes the rest of the file a comment: intended.
-        if (!whole || pending.text().empty() || pending.text()[0] == '#') continue;
-        run_line(pending.text().data(), by_name, &result);
+        if (!whole) {
+            joined = true;
+            continue;
+        }
+        const bool comment = pending.text().starts_with('#');
+        // A comment of several lines is never cleared, and so makes the rest of the file a comment: intended.
+        if (comment && joined) continue;
+        if (!comment) run_line(pending.text().data(), by_name, &result);
         pending.clear();
+        joined = false;
     }
     free(line);
     return result;

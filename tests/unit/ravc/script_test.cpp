@@ -40,6 +40,10 @@ TEST_F(Script, ThatIsEmptyOrHoldsNoCommandEndsWell) {
     EXPECT_EQ(result_, 0);
 }
 
+TEST_F(Script, CommentIsOneLine) {
+    EXPECT_EQ(run("# a comment\necho a\n#another\necho b\n"), "a\nb\n");
+}
+
 TEST_F(Script, EchoPrintsTheRestAsItStands) {
     EXPECT_EQ(run("echo a  'b' # c\n  echo\tx\necho  two blanks\n"), "a  'b' # c\nx\n two blanks\n");
     EXPECT_EQ(result_, 0);
