@@ -1,7 +1,6 @@
 // Requests and replies against a scripted daemon.
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <setjmp.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -337,82 +336,6 @@ TEST(Exchange, AFailedConnectionIsTheErrorOfTheRequest) {
     EXPECT_EQ(client.exec(msg), RV_SOCKET_ERR_OS - ENOENT);
     EXPECT_EQ(rv_jrpcmsg_get_error_code(msg.get()), RV_SOCKET_ERR_OS - ENOENT);
     EXPECT_STREQ(rv_jrpcmsg_get_error_message(msg.get()), "No such file or directory");
-}
-
-// Lets the handler of SIGINT jump out of the wait that a script's kill() interrupts.
-sigjmp_buf jump;
-
-void jump_out(int) {
-    siglongjmp(jump, 1);
-}
-
-TEST(Exchange, AJumpOutOfAWaitLeavesAConnectionThatGoesOn) {
-    struct sigaction action {
-    }, before{};
-    action.sa_handler = jump_out;
-    sigaction(SIGINT, &action, &before);
-    sigset_t interrupt, mask;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &interrupt, &mask);
-    const pthread_t main_thread = pthread_self();
-    FakeDaemon daemon([&](Peer &peer) {
-        for (int i = 0; i < 50; i++) {
-            const auto abandoned = peer.request();
-            if (!abandoned) return;
-            pthread_kill(main_thread, SIGINT);
-            const auto next = peer.request();
-            if (!next) return;
-            peer.reply(*abandoned, "\"late\"");
-            peer.reply(*next, "\"right\"");
-        }
-        peer.await_close();
-    });
-    {
-        const Client client(daemon.destination());
-        const auto abandoned = test::request("Abandoned");
-        volatile int jumps = 0;
-        while (jumps < 50) {
-            if (sigsetjmp(jump, 1) == 0) {
-                rv_jrpcapi_exec(client, abandoned.get());
-                ADD_FAILURE() << "no jump";
-            }
-            jumps = jumps + 1;
-            EXPECT_EQ(rv_jrpcmsg_get_error_code(abandoned.get()), RV_SOCKET_ERR_NOTHING);
-            EXPECT_EQ(client.ask("Next"), "\"right\"");
-        }
-        EXPECT_EQ(jumps, 50);
-    }
-    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-    sigaction(SIGINT, &before, nullptr);
-}
-
-TEST(Exchange, ASignalEndsAnExecWithInterruptedAndKeepsWhatCame) {
-    struct sigaction action {
-    }, before{};
-    action.sa_handler = [](int) {};
-    sigaction(SIGINT, &action, &before);
-    sigset_t interrupt, mask;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &interrupt, &mask);
-    const pthread_t main_thread = pthread_self();
-    FakeDaemon daemon([&](Peer &peer) {
-        const auto first = peer.request();
-        peer.send(R"({"jsonrpc":"2.0",)");
-        pthread_kill(main_thread, SIGINT);
-        const auto second = peer.request();
-        peer.send("\"id\":1,\"result\":1}\n");
-        peer.reply(*second, "2");
-        peer.await_close();
-    });
-    {
-        const Client client(daemon.destination());
-        EXPECT_EQ(client.ask("A"), "-13");
-        EXPECT_EQ(client.ask("B"), "2");
-    }
-    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-    sigaction(SIGINT, &before, nullptr);
 }
 
 }  // namespace

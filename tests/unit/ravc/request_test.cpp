@@ -117,6 +117,7 @@ TEST_F(Request, ThatIsNotAnsweredInTimeIsNeverReportedOk) {
 TEST_F(Request, KeepsTheCallersReferenceToItsParameters) {
     json_auto_t *params = json_object();
     message_auto_t *msg = request_new("Noop", params);
+    ASSERT_NE(msg, nullptr);
     EXPECT_EQ(params->refcount, 2U);
     json_auto_t *object = json_object();
     EXPECT_EQ(object_set(object, "a", params), 0);
