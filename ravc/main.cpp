@@ -1,6 +1,7 @@
 // ravc: start, run the chosen mode, tear down.
 #include <fcntl.h>
 #include <jansson.h>
+#include <string.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 
@@ -17,8 +18,9 @@ static void fill_standard_descriptors() {
 
 // jansson would open /dev/urandom for the seed of its hashes; the kernel has left random bytes with the program.
 static void seed_hashes() {
-    const auto *random = reinterpret_cast<const size_t *>(getauxval(AT_RANDOM));
-    json_object_seed(random ? *random : 0);
+    size_t seed = 0;
+    if (const auto *random = reinterpret_cast<const void *>(getauxval(AT_RANDOM))) memcpy(&seed, random, sizeof seed);
+    json_object_seed(seed);
 }
 
 int main(int argc, char **argv) {

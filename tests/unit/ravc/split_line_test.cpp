@@ -26,7 +26,7 @@ TEST(SplitLineCounter, NullLineGivesNull) {
 
 int words_before(const char *line, int cursor) {
     int count = -1;
-    json_auto_t *words = split_line(line, cursor, &count);
+    json_decref(split_line(line, cursor, &count));
     return count;
 }
 
