@@ -49,7 +49,7 @@ command_row rows[] = {
     {"reset", "FactoryReset", 30, 0, 0, to_come, to_come, "reset [all]", "reset device configuration to default"},
     {"rm", "DeleteObject", 7, 0, 0, to_come, to_come, "rm <path>", "same as 'del'"},
     {"save", "SaveConfig", 33, 0, 0, to_come, to_come, "save [<name>]", "save device configuration in NVRAM"},
-    {"select", nullptr, 34, 0, 0, to_come, nullptr, "select <path>", "select config paths"},
+    {"select", nullptr, 34, 0, 0, to_come, to_come, "select <path>", "select config paths"},
     {"set", "SetParameterValues", 35, 0, 0, to_come, to_come, "set <path>=<value> [...]", "set parameters' values"},
     {"record", nullptr, 29, 0, 0, to_come, nullptr, "record <filename>|abort",
      "create ravc-script from current shell session"},
