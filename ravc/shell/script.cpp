@@ -73,6 +73,7 @@ void run_line(char *text, bool by_name, int *result) {
     }
 }
 
+// Scripts run before the shell's loop or instead of it: Ctrl-C ends the program here, it never jumps over these frames.
 int run_lines(FILE *file, bool by_name) {
     int result = 0;
     Joiner pending;
@@ -86,10 +87,11 @@ int run_lines(FILE *file, bool by_name) {
             joined = true;
             continue;
         }
-        const bool comment = pending.text().starts_with('#');
-        // A comment of several lines is never cleared, and so makes the rest of the file a comment: intended.
-        if (comment && joined) continue;
-        if (!comment) run_line(pending.text().data(), by_name, &result);
+        const bool skipped = pending.text().empty() || pending.text().starts_with('#');
+        // What several lines joined to and is skipped goes on in the next one, too: a comment of several lines makes
+        // the rest of the file a comment. Intended.
+        if (skipped && joined) continue;
+        if (!skipped) run_line(pending.text().data(), by_name, &result);
         pending.clear();
         joined = false;
     }

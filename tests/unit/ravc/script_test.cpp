@@ -102,6 +102,10 @@ TEST_F(Script, CommentThatContinuesMakesTheRestAComment) {
     EXPECT_EQ(result_, 0);
 }
 
+TEST_F(Script, CommentAfterLinesThatJoinedToNothingMakesTheRestAComment) {
+    EXPECT_EQ(run("\\\n\necho a\n\\\n\n# one line\necho b\n"), "a\n");
+}
+
 TEST_F(Script, HashIsACommentOnlyAtTheVeryStartOrAsAWord) {
     EXPECT_EQ(run(" #x\n"), "#x: unknown method.\n");  // after a blank it is the first word: intended
 }
