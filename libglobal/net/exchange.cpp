@@ -54,7 +54,7 @@ int await_reply(rv_jrpcapi &c, int64_t deadline) {
 // Takes request. Waits for nothing.
 int queue_request_new(rv_jrpcapi &c, json_t *request) {
     const int err = queue_frame(c, request);
-    if (err == 0 && json_object_get(request, "id")) {
+    if (err == 0 && message_kind(request) == RV_JRPCMSG_REQUEST) {
         expect_reply(c, request);
         c.exchange.waiting = true;
     }
@@ -89,7 +89,7 @@ int send_only(rv_jrpcapi &c, rv_jrpcmsg &msg) {
     const int resumed = session_resume(c, deadline);
     if (resumed) return resumed < 0 ? resumed : RV_SOCKET_ERR_OS - EACCES;
     if (msg.kind == RV_JRPCMSG_REQUEST && !msg.own_id && give_id(c, msg.request) != 0) return RV_SOCKET_ERR_OS - ENOMEM;
-    int err = exchange_begin_new(c, json_incref(msg.request));
+    int err = exchange_begin_new(c, json_incref(msg.request ? msg.request : msg.reply));
     if (err) return err;
     err = flush(c, deadline);
     if (is_fatal(err)) connection_close(c);
@@ -192,7 +192,7 @@ int rv_jrpcapi_exec(rv_jrpcapi *c, rv_jrpcmsg *msg) {
 
 int rv_jrpcapi_send(rv_jrpcapi *c, rv_jrpcmsg *msg) {
     rv::settle(*c);
-    c->socket_err = msg->request ? rv::send_only(*c, *msg) : RV_SOCKET_ERR_OS - EINVAL;
+    c->socket_err = msg->request || msg->reply ? rv::send_only(*c, *msg) : RV_SOCKET_ERR_OS - EINVAL;
     rv::settle(*c);
     return c->socket_err;
 }

@@ -55,7 +55,8 @@ int rv_jrpcapi_get_socket_err(const rv_jrpcapi *c);
 // socket error, with msg an error reply that carries the error's number and text. msg can be executed again: the
 // request is kept beside the reply.
 int rv_jrpcapi_exec(rv_jrpcapi *c, rv_jrpcmsg *msg);
-// Sends msg without waiting for an answer. Returns 0 or a negative socket error.
+// Sends msg, a reply that it was made from included, without waiting for an answer. Returns 0 or a negative socket
+// error.
 int rv_jrpcapi_send(rv_jrpcapi *c, rv_jrpcmsg *msg);
 // The next incoming message, which the caller frees: one that is kept from before, or one that arrives within the
 // time-out. Null when there is none, with the socket error RV_SOCKET_ERR_TIMEOUT (nothing came),

@@ -138,6 +138,18 @@ TEST(Send, TheReplyToARequestThatWasOnlySentIsDropped) {
     EXPECT_EQ(client.ask("Asked"), "\"Asked\"");
 }
 
+TEST(Send, AReplyLeavesAsItStandsAndIsNotAnswered) {
+    FakeDaemon daemon([](Peer &peer) {
+        peer.request();  // the reply
+        while (const auto request = peer.request()) peer.reply(*request, "\"" + test::method_of(*request) + "\"");
+    });
+    const Client client(daemon.destination());
+    const char reply[] = R"({"jsonrpc":"2.0","id":1,"result":{}})";
+    EXPECT_EQ(rv_jrpcapi_send(client, test::raw_request(reply).get()), 0);
+    EXPECT_EQ(client.ask("Asked"), "\"Asked\"");
+    EXPECT_EQ(daemon.requests()[0], reply);
+}
+
 TEST(Send, AConnectionThatCanNotBeOpenedIsAnError) {
     const test::TempDir dir;
     const Client client(dir.path() + "/none");
