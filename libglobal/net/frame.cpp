@@ -21,27 +21,37 @@ char *FrameBuffer::room(size_t *size) {
     if (end_ - begin_ > limit_ + 1 && !has_line()) too_large_ = true;
     if (too_large_) return nullptr;
     if (begin_ == end_) begin_ = end_ = scanned_ = 0;
-    if (bytes_.size() - end_ < least_room) grow();
-    *size = bytes_.size() - end_;
-    return bytes_.data() + end_;
+    if (size_ - end_ < least_room && !grow()) {
+        too_large_ = true;
+        return nullptr;
+    }
+    *size = size_ - end_;
+    return bytes_.get() + end_;
 }
 
-// Moves what is left to the front, and doubles the storage where that does not make room enough.
-void FrameBuffer::grow() {
+// Moves what is left to the front, and doubles the storage where that does not make room enough. realloc() moves the
+// pages of a large message instead of copying them, and touches none before it is needed.
+bool FrameBuffer::grow() {
     const size_t held = end_ - begin_;
-    if (begin_ > 0) memmove(bytes_.data(), bytes_.data() + begin_, held);
+    if (begin_ > 0) memmove(bytes_.get(), bytes_.get() + begin_, held);
     scanned_ -= begin_;
     begin_ = 0;
     end_ = held;
-    if (bytes_.size() >= held + least_room) return;
+    if (size_ >= held + least_room) return true;
     const size_t most = std::max(limit_ + first_size, held + least_room);
-    bytes_.resize(std::min(std::max(first_size, bytes_.size() * 2), most));
+    const size_t size = std::min(std::max(first_size, size_ * 2), most);
+    auto *grown = static_cast<char *>(realloc(bytes_.get(), size));
+    if (!grown) return false;
+    static_cast<void>(bytes_.release());
+    bytes_.reset(grown);
+    size_ = size;
+    return true;
 }
 
 size_t FrameBuffer::find_end() const {
     if (scanned_ == end_) return none;
-    const void *found = memchr(bytes_.data() + scanned_, '\n', end_ - scanned_);
-    return found ? static_cast<size_t>(static_cast<const char *>(found) - bytes_.data()) : none;
+    const void *found = memchr(bytes_.get() + scanned_, '\n', end_ - scanned_);
+    return found ? static_cast<size_t>(static_cast<const char *>(found) - bytes_.get()) : none;
 }
 
 bool FrameBuffer::has_line() const {
@@ -55,7 +65,7 @@ bool FrameBuffer::next(std::string_view *line) {
             scanned_ = end_;
             return false;
         }
-        *line = {bytes_.data() + begin_, stop - begin_};
+        *line = {bytes_.get() + begin_, stop - begin_};
         begin_ = scanned_ = stop + 1;
         if (line->ends_with('\r')) line->remove_suffix(1);
         if (line->size() > limit_) too_large_ = true;
@@ -65,12 +75,12 @@ bool FrameBuffer::next(std::string_view *line) {
 }
 
 void FrameBuffer::trim() {
-    if (begin_ == end_ && bytes_.size() > kept_size) clear();
+    if (begin_ == end_ && size_ > kept_size) clear();
 }
 
 void FrameBuffer::clear() {
-    std::vector<char>().swap(bytes_);
-    begin_ = end_ = scanned_ = 0;
+    bytes_.reset();
+    size_ = begin_ = end_ = scanned_ = 0;
     too_large_ = false;
 }
 

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 namespace rv {
 
@@ -14,7 +15,8 @@ class FrameBuffer {
     // limit: bytes that a line may have, its end not counted.
     explicit FrameBuffer(size_t limit = default_limit) : limit_(limit) {}
 
-    // Room for at least one byte; received() says how many were put there. Null once a line is past the limit.
+    // Room for at least one byte; received() says how many were put there. Null once a line is past the
+    // limit, or past what memory there is.
     char *room(size_t *size);
     void received(size_t size) { end_ += size; }
 
@@ -30,10 +32,15 @@ class FrameBuffer {
 
  private:
     size_t find_end() const;
-    void grow();
+    bool grow();
+
+    struct Free {
+        void operator()(char *bytes) const { free(bytes); }
+    };
 
     size_t limit_;
-    std::vector<char> bytes_;  // all of it is storage; [begin_, end_) holds what was received and not taken yet
+    std::unique_ptr<char, Free> bytes_;  // [begin_, end_) holds what was received and not taken yet
+    size_t size_ = 0;
     size_t begin_ = 0;
     size_t end_ = 0;
     size_t scanned_ = 0;  // no line feed stands in [begin_, scanned_)

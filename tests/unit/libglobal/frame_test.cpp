@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <string.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -94,6 +95,31 @@ TEST(FrameBuffer, BytesWithoutALineFeedEndAtTheLimitWithLittleMoreMemory) {
     EXPECT_TRUE(buffer.too_large());
     EXPECT_LE(taken, size_t{1 << 20} + 128 * 1024);
 }
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define RAV_SANITIZED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define RAV_SANITIZED
+#endif
+#endif
+
+#ifndef RAV_SANITIZED  // their memory is not what a user sees
+long most_memory_kib() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+TEST(FrameBuffer, AGrowingMessageIsHeldInMemoryOnce) {
+    const long before = most_memory_kib();
+    FrameBuffer buffer;
+    const std::string chunk(64 * 1024, 'x');
+    while (feed(buffer, chunk)) continue;
+    EXPECT_TRUE(buffer.too_large());
+    EXPECT_LT(most_memory_kib() - before, long{300} << 10);
+}
+#endif
 
 TEST(FrameBuffer, SixteenMebibytesByteByByteAreOneLine) {
     FrameBuffer buffer;
