@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import select
 import signal
 import socket
 import subprocess
@@ -193,6 +194,54 @@ def test_raw_timeout_is_reported_as_its_error(tmp_path):
     assert json.loads(result.stdout[3:])["error"]["code"] == -8
 
 
+@pytest.mark.parametrize("seconds", ["0", "4294968", "99999999999999999999"])
+def test_raw_timeout_of_nothing_or_too_much_does_not_end_at_once(tmp_path, seconds):
+    """0 is as not given; 4294968 s are more milliseconds than an int holds, and would wrap to 704 ms."""
+    mute = Mute(tmp_path / "mute")
+    message = '{"jsonrpc": "2.0", "id": 1, "method": "x"}'
+    with subprocess.Popen([RAVC, "-u", mute.path, "-t", seconds, "--raw", message], stdout=subprocess.PIPE,
+                          text=True) as process:
+        connection, _ = mute.listener.accept()
+        lines = connection.makefile()
+        while json.loads(lines.readline())["method"] != "x":
+            pass
+        gave_up = select.select([connection], [], [], 1)[0]
+        if not gave_up:
+            connection.sendall(b'{"jsonrpc": "2.0", "id": 1, "result": {}}\n')
+        printed = process.communicate(timeout=20)[0]
+    assert (process.returncode, json.loads(printed[3:])["result"]) == (0, {})
+
+
+@pytest.mark.parametrize("arguments", [("-r", "get", "A"), ("--raw", '{"jsonrpc": "2.0", "id": 1, "method": "x"}'),
+                                       ("-s",)])
+def test_daemon_that_dies_in_the_middle_of_its_reply(tmp_path, arguments):
+    mute = Mute(tmp_path / "mute")
+    with subprocess.Popen([RAVC, "-u", mute.path, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                          text=True) as process:
+        connections = [mute.listener.accept()[0] for _ in range(2)]
+        if arguments == ("-s",):  # a script waits for its group first
+            answer(connections[1], "JoinGroup", '"result": {}')
+            process.stdin.write("get A\n")
+            process.stdin.close()
+            process.stdin = None
+        answer(connections[0], "x" if "--raw" in arguments else "GetParameterValues", '"result": {"Stat', end="")
+        for each in (mute.listener, *connections):
+            each.close()
+        printed = process.communicate(timeout=20)[0]
+    assert "OK" not in printed
+    assert "-6" in printed and "Connection lost, outcome unknown" in printed
+    assert process.returncode == (-6 & 255 if "--raw" in arguments else 0)
+
+
+def answer(connection, method, rest, end="}\n"):
+    """Reads up to the request for method, and answers it with the rest of an object."""
+    for line in connection.makefile():
+        message = json.loads(line)
+        if message["method"] == method:
+            connection.sendall(f'{{"jsonrpc": "2.0", "id": {message["id"]}, {rest}{end}'.encode())
+            return
+
+
 # --- notify, event, listen
 
 
@@ -303,6 +352,13 @@ def test_script_from_a_file_and_from_standard_input(ravc, tmp_path):
                                 (("-s",), {"input": script.read_text()})):
         result = ravc(*arguments, **settings)
         assert (result.returncode, result.stdout) == (0, expected)
+
+
+def test_script_command_whose_words_begin_with_a_comment_has_no_arguments(ravc):
+    result = ravc("-s", input="get #x\nget # x\n")
+    lines = result.stdout.splitlines()
+    assert result.returncode == 0 and len(lines) > 200
+    assert all(line.startswith("Device.") for line in lines)
 
 
 def test_script_ends_at_a_command_that_is_not_callable_by_method(ravc):
