@@ -38,8 +38,8 @@ class Binder {
 
     bool bind_parameter(const LiveParameter &live) {
         SchemaNode *node = find_below(schema_.root, live.path);
-        if (!node || !node->is_parameter() || node->by_name_only)
-            return fail(live.path, "is no parameter of the schema");
+        if (!node) return true;
+        if (!node->is_parameter() || node->by_name_only) return fail(live.path, "is no parameter of the schema");
         if (node->live) return fail(live.path, "is served twice");
         node->live = &live;
         node->source = Source::live;
@@ -48,7 +48,8 @@ class Binder {
 
     bool bind_table(const LiveTable &live) {
         SchemaNode *node = find_below(schema_.root, live.path);
-        if (!node || !node->multi) return fail(live.path, "is no multi-instance object of the schema");
+        if (!node) return true;
+        if (!node->multi) return fail(live.path, "is no multi-instance object of the schema");
         if (node->live_table != no_slot) return fail(live.path, "is served twice");
         node->live_table = static_cast<uint32_t>(bindings_.size());
         LiveBinding &binding = bindings_.emplace_back();
@@ -61,18 +62,19 @@ class Binder {
         });
     }
 
-    // name is relative to the rows of object; "{i}" stands for the rows of tables nested in them. False when the
-    // schema has no such parameter, or has its value from elsewhere.
+    // name is relative to the rows of object; "{i}" stands for the rows of tables nested in them. False when what the
+    // schema has by that name is no parameter, or has its value from elsewhere.
     bool bind_served(const SchemaNode &object, LiveRow &row, std::string_view name) {
         constexpr std::string_view marker = ".{i}.";
         const size_t nested = name.find(marker);
         const SchemaNode *node = find_below(object.instance(), name.substr(0, nested));
+        if (!node) return true;
         if (nested == name.npos) {
-            if (!node || node->slot == no_slot || !node->is_parameter()) return false;
+            if (node->slot == no_slot || !node->is_parameter()) return false;
             row.parameters.push_back({name, node});
             return true;
         }
-        if (!node || !node->multi) return false;
+        if (!node->multi) return false;
         return bind_served(*node, nested_row(row, name.substr(0, nested), *node), name.substr(nested + marker.size()));
     }
 

@@ -35,7 +35,9 @@ struct LiveBinding {
 };
 
 // Ties every parameter and table of the providers to its node (SchemaNode::live and live_table, Source::live) and
-// fills bindings. False with an error "<provider>: <reason>" when the schema lacks a name, or it is served twice.
+// fills bindings. What the schema does not have is not served: a device maker may leave branches out. False with an
+// error
+// "<provider>: <reason>" when a name stands for a node of another kind, or is served twice.
 bool bind_providers(Schema &schema, std::span<const Provider> providers, std::vector<LiveBinding> &bindings,
                     std::string &error);
 

@@ -22,7 +22,8 @@ class Model {
  public:
     // Loads every *.json file of the schema folder in the order of their names and merges them by branch.
     // On failure returns null and sets error to "<file>:<line>: <reason>" (or "<folder>: <reason>"), and nothing is
-    // left half-loaded. A provider that serves a name the schema lacks is such a failure too: "<provider>: <reason>".
+    // left half-loaded. A provider whose name stands for a node of another kind is such a failure, too: "<provider>:
+    // <reason>"; a name that the schema lacks is not served.
     static std::unique_ptr<Model> load(const std::string &folder, std::span<const Provider> providers,
                                        std::string &error);
     ~Model();

@@ -12,6 +12,7 @@
 
 #include "ravd/model/live.h"
 #include "ravd/model/model.h"
+#include "ravd/model/read.h"
 #include "rv/tr.h"
 
 namespace ravd {
@@ -149,14 +150,28 @@ TEST(SchemaFolder, LoadsWithTheProvidersOfThisProgram) {
     EXPECT_EQ(model->parameter_count(), written);
 }
 
-// The negative control of the test above: a provider of something that the schema lacks.
-TEST(SchemaFolder, AProviderOfAnUnknownNameIsRefused) {
-    static constexpr LiveParameter parameters[] = {
-        {"Device.DeviceInfo.NoSuchName", [](const Viewer &) -> std::optional<Value> { return Value(); }}};
-    const Provider provider = {"stray", parameters, {}};
+// Whether the model has a parameter of this full name; attributes are there for instances that are not.
+bool has_parameter(Model &model, const std::string &name) {
+    const Json names(json_pack("[s]", name.c_str()));
+    std::string result;
+    return !read_attributes(model, {Role::admin, "admin"}, names.get(), 0, false, result) &&
+           result.find(R"("type":"object")") == std::string::npos;
+}
+
+TEST(SchemaFolder, HasEveryNameThatAProviderServes) {
     std::string error;
-    EXPECT_FALSE(Model::load(folder, std::span(&provider, 1), error));
-    EXPECT_TRUE(error.starts_with("stray: ")) << error;
+    const auto model = Model::load(folder, all_providers(), error);
+    ASSERT_TRUE(model) << error;
+    for (const Provider &provider : all_providers()) {
+        for (const LiveParameter &live : provider.parameters)
+            EXPECT_TRUE(has_parameter(*model, live.path)) << live.path;
+        for (const LiveTable &live : provider.tables) {
+            for (std::string name : live.serves) {
+                for (size_t mark; (mark = name.find("{i}")) != name.npos;) name.replace(mark, 3, "1");
+                EXPECT_TRUE(has_parameter(*model, std::string(live.path) + "1." + name)) << live.path << name;
+            }
+        }
+    }
 }
 
 }  // namespace
