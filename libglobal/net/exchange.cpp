@@ -17,15 +17,17 @@ namespace {
 
 constexpr size_t unanswered_limit = 4096;
 
-// A TCP peer that has closed is seen by reading only: the first bytes sent to it would still be taken.
-int look_before_sending(rv_jrpcapi &c) {
+// A TCP peer that has closed is seen by reading only: the first bytes sent to it would still be taken. One that never
+// stops talking is read until the deadline.
+int look_before_sending(rv_jrpcapi &c, int64_t deadline) {
     if (c.socket.kind == RV_SOCKET_UNIX && !c.socket.tls) return 0;
-    for (;;) {
+    do {
         if (const int err = sort_lines(c)) return err;
         const int got = receive(c);
         if (got == 0) return 0;
         if (got < 0) return got == RV_SOCKET_ERR_LOST ? static_cast<int>(RV_SOCKET_ERR_CLOSED) : got;
-    }
+    } while (rv_now_ms() < deadline);
+    return 0;
 }
 
 int wait_for_input(rv_jrpcapi &c, int64_t deadline) {
@@ -89,7 +91,7 @@ int send_only(rv_jrpcapi &c, rv_jrpcmsg &msg) {
     const int resumed = session_resume(c, deadline);
     if (resumed) return resumed < 0 ? resumed : RV_SOCKET_ERR_OS - EACCES;
     if (msg.kind == RV_JRPCMSG_REQUEST && !msg.own_id && give_id(c, msg.request) != 0) return RV_SOCKET_ERR_OS - ENOMEM;
-    int err = exchange_begin_new(c, json_incref(msg.request ? msg.request : msg.reply));
+    int err = exchange_begin_new(c, json_incref(msg.request ? msg.request : msg.reply), deadline);
     if (err) return err;
     err = flush(c, deadline);
     if (is_fatal(err)) connection_close(c);
@@ -154,8 +156,8 @@ void expect_reply(rv_jrpcapi &c, const json_t *request) {
     unanswered.pop_front();
 }
 
-int exchange_begin_new(rv_jrpcapi &c, json_t *request) {
-    const int err = look_before_sending(c);
+int exchange_begin_new(rv_jrpcapi &c, json_t *request, int64_t deadline) {
+    const int err = look_before_sending(c, deadline);
     if (err == 0) return queue_request_new(c, request);
     json_decref(request);
     if (is_fatal(err)) connection_close(c);
@@ -173,7 +175,7 @@ int exchange_finish(rv_jrpcapi &c, int64_t deadline) {
 }
 
 int exchange_new(rv_jrpcapi &c, json_t *request, int64_t deadline) {
-    const int err = exchange_begin_new(c, request);
+    const int err = exchange_begin_new(c, request, deadline);
     return err ? err : exchange_finish(c, deadline);
 }
 

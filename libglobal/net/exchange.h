@@ -14,7 +14,7 @@ void settle(rv_jrpcapi &c);
 // _TOO_LARGE on receipt. Returns 0 or a socket error.
 int exchange_new(rv_jrpcapi &c, json_t *request, int64_t deadline);
 // Its two halves: the first one waits for nothing, the second one has no more need of the request.
-int exchange_begin_new(rv_jrpcapi &c, json_t *request);
+int exchange_begin_new(rv_jrpcapi &c, json_t *request, int64_t deadline);
 int exchange_finish(rv_jrpcapi &c, int64_t deadline);
 
 // Gives request the connection's next id. Returns 0, or -1.

@@ -14,7 +14,9 @@ namespace rv {
 
 namespace {
 
-constexpr size_t secret_frame_size = 1024;
+// Holds a Hello and a request with a user and a password of 255 bytes, each byte escaped: no text in the outbox moves
+// while it holds a secret.
+constexpr size_t secret_frame_size = 4096;
 
 void wipe(std::string &text) {
     explicit_bzero(text.data(), text.size());
@@ -62,7 +64,7 @@ int exchange_secret_new(rv_jrpcapi &c, json_t *request, int64_t deadline) {
     if (!request) return RV_SOCKET_ERR_OS - EINVAL;
     c.out.text.reserve(c.out.text.size() + secret_frame_size);
     c.out.secret = true;
-    const int err = exchange_begin_new(c, json_incref(request));
+    const int err = exchange_begin_new(c, json_incref(request), deadline);
     wipe_member(json_object_get(request, "params"), "Password");
     wipe_member(json_object_get(request, "params"), "Token");
     json_decref(request);

@@ -225,6 +225,26 @@ TEST(Exchange, AFloodOfEventsDoesNotOutlastTheOneDeadline) {
     EXPECT_EQ(client.ask("A"), "-8");
 }
 
+TEST(Exchange, AFloodOfEventsBeforeTheRequestDoesNotOutlastTheDeadlineEither) {
+    Gate flooding;
+    FakeDaemon daemon(
+        [&](Peer &peer) {
+            std::string events;
+            while (events.size() < size_t{1} << 20) events += test::event_line(16, "1");
+            pollfd gone{.fd = peer.fd(), .events = POLLRDHUP, .revents = 0};
+            for (int i = 0; i < 300 && poll(&gone, 1, 0) == 0; i++) {  // it ends, should nobody else end it
+                if (i == 1) flooding.open();
+                peer.send(events);
+            }
+        },
+        Over::tcp);
+    const Client client(daemon.destination());
+    ASSERT_EQ(rv_jrpcapi_connect(client), 0);
+    ASSERT_TRUE(flooding.wait());
+    rv_jrpcapi_set_timeout(client, 100);
+    EXPECT_EQ(client.ask("A"), "-8");
+}
+
 TEST(Exchange, ATimeoutOfZeroPolls) {
     FakeDaemon daemon([](Peer &peer) { peer.await_close(); });
     const Client client(daemon.destination());
