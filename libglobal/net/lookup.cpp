@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
 
 #include <errno.h>
 #include <pthread.h>
@@ -19,8 +20,9 @@ struct Lookup {
     std::string host;
     uint16_t port = 0;
     int done = -1;  // an event descriptor
-    int result = 0;
     addrinfo *found = nullptr;
+    int system_error = 0;
+    std::atomic<int> result{0};  // set last: whoever has read it may read the two above
     std::atomic<int> owners{2};
 };
 
@@ -37,7 +39,9 @@ int ask(const char *host, uint16_t port, int flags, addrinfo **found) {
 
 void *run(void *arg) {
     auto *lookup = static_cast<Lookup *>(arg);
-    lookup->result = ask(lookup->host.c_str(), lookup->port, AI_ADDRCONFIG, &lookup->found);
+    const int result = ask(lookup->host.c_str(), lookup->port, AI_ADDRCONFIG, &lookup->found);
+    lookup->system_error = errno;
+    lookup->result = result;
     eventfd_write(lookup->done, 1);
     drop_lookup(lookup);
     return nullptr;
@@ -74,9 +78,10 @@ int lookup_fd(const Lookup *lookup) {
 }
 
 int lookup_result(Lookup *lookup, addrinfo **found) {
-    *found = lookup->found;
-    lookup->found = nullptr;
-    return lookup->result;
+    const int result = lookup->result;
+    *found = std::exchange(lookup->found, nullptr);
+    if (result == EAI_SYSTEM) errno = lookup->system_error;
+    return result;
 }
 
 void drop_lookup(Lookup *lookup) {

@@ -14,7 +14,8 @@ struct Lookup;
 Lookup *start_lookup(const char *host, uint16_t port);
 // Readable once the look-up has ended. Borrowed.
 int lookup_fd(const Lookup *lookup);
-// What it found, once it has ended: 0 and a list that the caller frees by freeaddrinfo(), or an EAI_* number.
+// What it found, once it has ended: 0 and a list that the caller frees by freeaddrinfo(), or an EAI_* number
+// (with errno, where that is EAI_SYSTEM).
 int lookup_result(Lookup *lookup, addrinfo **found);
 // Ends the caller's interest in it, at any time.
 void drop_lookup(Lookup *lookup);

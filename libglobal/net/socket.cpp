@@ -137,10 +137,11 @@ int begin_tcp(rv_socket &s, int64_t deadline) {
 int step_lookup(rv_socket &s, int64_t deadline) {
     pollfd now{.fd = lookup_fd(s.lookup), .events = POLLIN, .revents = 0};
     if (poll(&now, 1, 0) <= 0) return want(s, now.fd, POLLIN);
-    const int err = lookup_result(s.lookup, &s.addresses);
+    const int number = lookup_result(s.lookup, &s.addresses);
+    const int err = number ? lookup_error(number) : 0;
     drop_lookup(s.lookup);
     s.lookup = nullptr;
-    return err ? lookup_error(err) : connect_first(s, deadline);
+    return err ? err : connect_first(s, deadline);
 }
 
 int step_handshake(rv_socket &s) {
