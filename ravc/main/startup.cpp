@@ -44,14 +44,12 @@ void join_groups(const Options *options) {
 
 // The user's start-up script; empty when there is no home folder, or when its path would not fit.
 std::string default_config_path() {
-    std::string home;
-    if (const char *variable = getenv("HOME")) {
-        home = variable;
-    } else if (const passwd *entry = getpwuid(getuid())) {
-        home = entry->pw_dir;
-    }
-    std::string path = home + "/.local/ravc/config";
-    if (home.empty() || path.size() > CONFIG_PATH_MAX) path.clear();
+    const char *home = getenv("HOME");
+    const passwd *entry = home ? nullptr : getpwuid(getuid());
+    if (entry) home = entry->pw_dir;
+    if (!home) return "";
+    std::string path = std::string(home) + "/.local/ravc/config";
+    if (path.size() > CONFIG_PATH_MAX) path.clear();
     return path;
 }
 
