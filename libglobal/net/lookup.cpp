@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
+#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -91,8 +92,9 @@ void drop_lookup(Lookup *lookup) {
     delete lookup;
 }
 
-int numeric_address(const char *host, uint16_t port, addrinfo **found) {
-    return ask(host, port, AI_NUMERICHOST, found);
+int known_address(const char *host, uint16_t port, addrinfo **found) {
+    // without a name, getaddrinfo() gives the loopback addresses
+    return ask(strcasecmp(host, "localhost") == 0 ? nullptr : host, port, AI_NUMERICHOST, found);
 }
 
 }  // namespace rv

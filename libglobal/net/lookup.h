@@ -20,7 +20,7 @@ int lookup_result(Lookup *lookup, addrinfo **found);
 // Ends the caller's interest in it, at any time.
 void drop_lookup(Lookup *lookup);
 
-// An address as it stands, without asking anybody. Results as lookup_result().
-int numeric_address(const char *host, uint16_t port, addrinfo **found);
+// The addresses of a host that is a number, or "localhost", without asking anybody. Results as lookup_result().
+int known_address(const char *host, uint16_t port, addrinfo **found);
 
 }  // namespace rv

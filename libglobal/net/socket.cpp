@@ -126,7 +126,7 @@ int connect_first(rv_socket &s, int64_t deadline) {
 
 int begin_tcp(rv_socket &s, int64_t deadline) {
     const char *host = s.destination->host.c_str();
-    if (numeric_address(host, s.destination->port, &s.addresses) == 0) return connect_first(s, deadline);
+    if (known_address(host, s.destination->port, &s.addresses) == 0) return connect_first(s, deadline);
     s.addresses = nullptr;
     s.lookup = start_lookup(host, s.destination->port);
     if (!s.lookup) return os_error(errno);
