@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shutil
 import select
 import signal
 import socket
