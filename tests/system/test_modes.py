@@ -3,8 +3,8 @@
 import json
 import os
 import pathlib
-import shutil
 import select
+import shutil
 import signal
 import socket
 import subprocess
