@@ -1,20 +1,14 @@
 // ravc: start, run the chosen mode, tear down.
-#include <fcntl.h>
 #include <jansson.h>
 #include <string.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 
+#include "libglobal/base/descriptors.h"
 #include "ravc/daemon/connections.h"
 #include "ravc/main/modes.h"
 #include "ravc/main/options.h"
 #include "ravc/main/startup.h"
-
-// A standard descriptor that is closed would be given to the first socket, and output would go to the daemon.
-static void fill_standard_descriptors() {
-    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
-        if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd) _exit(1);
-}
 
 // jansson would open /dev/urandom for the seed of its hashes; the kernel has left random bytes with the program.
 static void seed_hashes() {
@@ -24,7 +18,7 @@ static void seed_hashes() {
 }
 
 int main(int argc, char **argv) {
-    fill_standard_descriptors();
+    rv::fill_standard_descriptors();
     seed_hashes();
     connections_init();
     Options options;

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include "libglobal/base/descriptors.h"
 #include "ravd/log.h"
 #include "ravd/model/model.h"
 #include "ravd/options.h"
@@ -11,6 +12,7 @@
 #include "ravd/state_folder.h"
 
 int main(int argc, char **argv) {
+    rv::fill_standard_descriptors();
     ravd::Options options;
     if (const auto status = ravd::parse_options(argc, argv, options)) return *status;
     ravd::log_set_level(options.log_level);

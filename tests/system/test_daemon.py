@@ -157,6 +157,25 @@ def test_log_has_levels_and_no_control_characters(start_ravd, tmp_path):
     assert "\x1b" not in daemon.log() and "\\x1b[31m\\x0ab" in daemon.log()
 
 
+@pytest.mark.parametrize("closed", ["<&-", ">&-", "2>&-", "<&- >&- 2>&-"])
+def test_closed_standard_descriptors_are_not_given_to_sockets(tmp_path, closed):
+    """Else log lines would go to a client, or to the loop itself."""
+    places = ["--socket", tmp_path / "s", "--state", tmp_path / "state", "--schema", SOURCE / "schema"]
+    shell = f'exec "$0" "$@" {closed}'
+    with subprocess.Popen(["/bin/sh", "-c", shell, RAVD, *places], stderr=subprocess.DEVNULL) as process:
+        try:
+            wait_for(lambda: (tmp_path / "s").exists(), "the socket")
+            with Rpc.unix(tmp_path / "s") as client:
+                assert client.ping()
+            folder = f"/proc/{process.pid}/fd"
+            taken = {name: os.readlink(f"{folder}/{name}") for name in ("0", "1", "2")}
+            filled = [name for name, word in (("0", "<&-"), ("1", ">&-"), ("2", "2>&-")) if word in closed.split()]
+            assert {taken[name] for name in filled} == {"/dev/null"}, taken
+        finally:
+            process.terminate()
+            assert process.wait(20) == 0
+
+
 def test_log_level(start_ravd):
     daemon = start_ravd("--log-level", "error", ready=False)
     wait_for(daemon.socket.exists, "the socket")
