@@ -27,11 +27,12 @@ class AttributeWriter {
 int AttributeWriter::write_name(std::string_view name, int depth) {
     Path path;
     if (const int code = reading_.parse(name, path)) return code;
+    append_entry(*path.node, path.node->is_parameter() ? name : reply_name(path));
+    if (depth == 0) return 0;  // which instances there are does not matter
     Place place = schema_place(path, reading_.parts, reading_.sync);
-    if (depth != 0 && depth != 1) reading_.sync.update_below(*place.node, reading_.viewer.role);
-    append_entry(*place.node, place.node->is_parameter() || place.name.empty() ? name : place.name);
+    if (depth != 1) reading_.sync.update_below(*place.node, reading_.viewer.role);
     prefix_ = std::move(place.name);
-    if (depth != 0) write_children(*place.node, place.record, depth - 1);
+    write_children(*place.node, place.record, depth - 1);
     return 0;
 }
 

@@ -65,6 +65,7 @@ TEST_F(ModelTest, TablesAreListedOnceACallAndOnlyWhenTouched) {
     attributes({"Device.Net."}, 1);
     datamodel({"."});
     config("Device.Info.");
+    attributes({"Device.Net.Interface.", "Device.Net.Interface.1.", "Device.Net.Interface.1.Name"}, 0);
     EXPECT_EQ(machine.listed, 0);
     values({"Device.Net.Interface.1.Name", "Device.Net.InterfaceNumberOfEntries", "."});
     EXPECT_EQ(machine.listed, 1);
