@@ -102,7 +102,7 @@ void Connection::begin(bool secure) {
     bufferevent_setwatermark(stream_, EV_WRITE, limits().unsent_low, 0);
     bufferevent_set_max_single_read(stream_, read_size);
     bufferevent_set_max_single_write(stream_, write_size);
-    bufferevent_enable(stream_, EV_READ | EV_WRITE);
+    bufferevent_enable(stream_, EV_READ);  // writing is enabled, and is asked for when there is something to write
 }
 
 size_t Connection::unsent() const {

@@ -21,7 +21,11 @@ event_base *new_base() {
     event_set_log_callback([](int severity, const char *text) {
         if (severity >= EVENT_LOG_WARN) log_warning("event loop: %s", text);
     });
-    event_base *base = event_base_new();
+    // Changes of what is waited for are told to the kernel once a round, not one by one.
+    event_config *config = event_config_new();
+    event_config_set_flag(config, EVENT_BASE_FLAG_EPOLL_USE_CHANGELIST);
+    event_base *base = event_base_new_with_config(config);
+    event_config_free(config);
     if (base == nullptr) {
         log_error("no event loop can be had");
         abort();
