@@ -110,8 +110,7 @@ size_t Connection::unsent() const {
 }
 
 FrameLimits Connection::frame_limits() const {
-    const bool guest = peer_.transport == Transport::tcp && session().viewer.user.empty();
-    return {guest ? limits().message_guest : limits().message, limits().nesting, limits().values};
+    return {is_network_guest() ? limits().message_guest : limits().message, limits().nesting, limits().values};
 }
 
 // Requests until none is left, the client stops taking replies, or it is the others' turn.

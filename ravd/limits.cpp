@@ -24,6 +24,8 @@ constexpr Row rows[] = {
     {"values", &ClientLimits::values, 16, size_max},
     {"batch", &ClientLimits::batch, 1, count_max},
     {"batch-reply", &ClientLimits::batch_reply, 0, size_max},
+    {"reply-guest", &ClientLimits::reply_guest, 0, size_max},
+    {"reply", &ClientLimits::reply, 0, size_max},
     {"groups", &ClientLimits::groups, 1, count_max},
     {"login-ms", &ClientLimits::login_ms, 1, time_max},
     {"partial-ms", &ClientLimits::partial_ms, 1, time_max},

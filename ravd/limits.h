@@ -7,15 +7,21 @@
 
 namespace ravd {
 
+constexpr uint64_t kib = 1024, mib = 1024 * kib;
+
 struct ClientLimits {
     // One message, in bytes without its line feed: before and after login. The local socket has the latter at once.
-    uint64_t message_guest = 64 * 1024;
-    uint64_t message = 16 * 1024 * 1024;
-    uint64_t nesting = 128;                   // levels; the message object is level 1, a batch array counts
-    uint64_t values = 1024 * 1024;            // JSON values in one message, about
-    uint64_t batch = 1024;                    // requests in one batch
-    uint64_t batch_reply = 16 * 1024 * 1024;  // bytes of a batch's replies; what is left then fails
-    uint64_t groups = 1024;                   // event groups of one session
+    uint64_t message_guest = 64 * kib;
+    uint64_t message = 16 * mib;
+    uint64_t nesting = 128;           // levels; the message object is level 1, a batch array counts
+    uint64_t values = 1'048'576;      // JSON values in one message, about
+    uint64_t batch = 1024;            // requests in one batch
+    uint64_t batch_reply = 16 * mib;  // bytes of a batch's replies; what is left then fails
+    // What a list of names may grow to in one reply, in bytes, past which it fails; guests as above. No client takes
+    // more.
+    uint64_t reply_guest = 4 * mib;
+    uint64_t reply = 256 * mib;
+    uint64_t groups = 1024;  // event groups of one session
 
     // Milliseconds, counted from a fixed start: bytes that drip in do not extend them.
     uint64_t login_ms = 15000;    // TLS handshake, and a TCP session that neither logs in nor joins a group
@@ -28,12 +34,12 @@ struct ClientLimits {
     uint64_t guests_per_address = 8;    // the same from one address (IPv6: from one /64 network)
     uint64_t descriptors_percent = 75;  // of RLIMIT_NOFILE, for connections
 
-    uint64_t turn_requests = 32;         // requests of one connection before the others have their turn
-    uint64_t turn_ms = 5;                // the same in time
-    uint64_t unsent_high = 1024 * 1024;  // bytes of untaken replies that stop the reading of requests ...
-    uint64_t unsent_low = 256 * 1024;    // ... and that let it go on
-    uint64_t event_queue = 1024 * 1024;  // bytes of events kept for one connection
-    uint64_t event_room = 16 * 1024;     // events go out while less than this is unsent
+    uint64_t turn_requests = 32;      // requests of one connection before the others have their turn
+    uint64_t turn_ms = 5;             // the same in time
+    uint64_t unsent_high = mib;       // bytes of untaken replies that stop the reading of requests ...
+    uint64_t unsent_low = 256 * kib;  // ... and that let it go on
+    uint64_t event_queue = mib;       // bytes of events kept for one connection
+    uint64_t event_room = 16 * kib;   // events go out while less than this is unsent
 };
 
 // Sets one limit from "NAME=VALUE", the names being those above with "-" for "_". Returns an empty text, or why not.

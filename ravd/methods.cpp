@@ -146,6 +146,10 @@ const Viewer &Call::viewer() const {
     return caller.session().viewer;
 }
 
+uint64_t Call::reply_limit() const {
+    return caller.is_network_guest() ? services.limits.reply_guest : services.limits.reply;
+}
+
 const json_t *Call::find(const char *name) const {
     return json_object_get(params, name);
 }

@@ -33,6 +33,7 @@ struct Call {
     const json_t *params;  // an object, or null when there are none; borrowed
 
     const Viewer &viewer() const;
+    uint64_t reply_limit() const;  // bytes
     // A parameter's value; for an absent one null resp. the value given.
     const json_t *find(const char *name) const;
     std::string_view text(const char *name) const;

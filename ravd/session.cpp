@@ -31,6 +31,10 @@ std::string session_key(const Peer &peer, std::string_view secret) {
 
 }  // namespace
 
+bool Member::is_network_guest() const {
+    return peer_.transport == Transport::tcp && session().viewer.user.empty();
+}
+
 bool Session::is_settled() const {
     return !groups.empty() || !viewer.user.empty() ||
            (members[0] != nullptr && members[0]->peer().transport == Transport::local);
@@ -136,13 +140,14 @@ const std::vector<Session *> &Sessions::joined(uint32_t group) const {
 }
 
 Member &Sessions::receiver(const Session &session, uint32_t group) {
-    for (Member *member : session.members) {
-        if (member != nullptr && member->role_ == MemberRole::events) return *member;
-    }
+    Member &first = *session.members[0];
+    Member *second = session.members[1];
+    if (first.role_ == MemberRole::events) return first;
+    if (second != nullptr && second->role_ == MemberRole::events) return *second;
     for (const Session::Membership &membership : session.groups) {
         if (membership.group == group && membership.joined_on != nullptr) return *membership.joined_on;
     }
-    return *session.members[0];
+    return first;
 }
 
 }  // namespace ravd

@@ -31,6 +31,8 @@ class Member {
 
     const Peer &peer() const { return peer_; }
     Session &session() const { return *session_; }  // valid between Sessions::open() and close()
+    // Comes from the network and has not logged in: it is granted less.
+    bool is_network_guest() const;
 
     // Queues an event. It is never sent before the handler that caused it has answered.
     virtual void deliver(const EventLine &event) = 0;

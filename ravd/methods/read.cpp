@@ -12,12 +12,13 @@ Fault run_get_parameter_names(const Call &call, std::string &result) {
 
 Fault run_get_parameter_values(const Call &call, std::string &result) {
     return read_values(call.services.model, call.viewer(), call.find("ParameterNames"),
-                       call.boolean("IgnoreAccessError"), result);
+                       call.boolean("IgnoreAccessError"), result, call.reply_limit());
 }
 
 Fault run_get_parameter_attributes(const Call &call, std::string &result) {
     return read_attributes(call.services.model, call.viewer(), call.find("ParameterNames"),
-                           static_cast<int>(call.integer("Depth")), call.boolean("IgnoreAccessError"), result);
+                           static_cast<int>(call.integer("Depth")), call.boolean("IgnoreAccessError"), result,
+                           call.reply_limit());
 }
 
 Fault run_get_datamodel(const Call &call, std::string &result) {

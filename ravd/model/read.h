@@ -4,6 +4,7 @@
 // Nothing here knows of sockets; nothing is printed.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,13 +21,14 @@ class Model;
 Fault read_names(Model &model, const Viewer &viewer, std::string_view path, bool next_level, std::string &result);
 
 // names: an array of texts (the caller has checked that). {"ParameterList": [{"Name", "Value"}]}.
-// The fault of the first name that failed, with every failed name among its parameters.
+// The fault of the first name that failed, with every failed name among its parameters; 9004 as soon as the result has
+// grown past limit bytes, since a short list of names can ask for the whole model many times.
 Fault read_values(Model &model, const Viewer &viewer, const json_t *names, bool ignore_access_error,
-                  std::string &result);
+                  std::string &result, size_t limit = SIZE_MAX);
 
-// depth: 0, 1 or -1. {"ParameterList": [{"Name", "Attributes"}]}.
+// depth: 0, 1 or -1. {"ParameterList": [{"Name", "Attributes"}]}. Faults as above.
 Fault read_attributes(Model &model, const Viewer &viewer, const json_t *names, int depth, bool ignore_access_error,
-                      std::string &result);
+                      std::string &result, size_t limit = SIZE_MAX);
 
 // {"Datamodel": schema tree from the root, "DataModelVersion"}; depth: levels below each path, -1 for all.
 Fault read_datamodel(Model &model, const Viewer &viewer, const json_t *paths, int depth, std::string &result);

@@ -70,7 +70,8 @@ void AttributeWriter::append_entry(const SchemaNode &node, std::string_view name
 }  // namespace
 
 // Whoever sees a node may know its schema: there is nothing that ignore_access_error would leave out.
-Fault read_attributes(Model &model, const Viewer &viewer, const json_t *names, int depth, bool, std::string &result) {
+Fault read_attributes(Model &model, const Viewer &viewer, const json_t *names, int depth, bool, std::string &result,
+                      size_t limit) {
     Reading reading(model, viewer);
     const size_t before = result.size();
     Fault fault;
@@ -78,6 +79,7 @@ Fault read_attributes(Model &model, const Viewer &viewer, const json_t *names, i
     for (size_t i = 0; i < json_array_size(names); i++) {
         const char *name = json_string_value(json_array_get(names, i));
         if (const int code = AttributeWriter(reading, result).write_name(name, depth)) add_failure(fault, name, code);
+        if (result.size() - before > limit) return too_large(result, before);
     }
     result += "]}";
     if (fault) result.resize(before);

@@ -93,7 +93,7 @@ void ValueWriter::write_instances(const SchemaNode &object, Record &record) {
 }  // namespace
 
 Fault read_values(Model &model, const Viewer &viewer, const json_t *names, bool ignore_access_error,
-                  std::string &result) {
+                  std::string &result, size_t limit) {
     Reading reading(model, viewer);
     const size_t before = result.size();
     Fault fault;
@@ -102,6 +102,7 @@ Fault read_values(Model &model, const Viewer &viewer, const json_t *names, bool 
         const char *name = json_string_value(json_array_get(names, i));
         const int code = ValueWriter(reading, result).write_name(name);
         if (code != 0 && !(code == 9001 && ignore_access_error)) add_failure(fault, name, code);
+        if (result.size() - before > limit) return too_large(result, before);
     }
     result += "]}";
     if (fault) result.resize(before);

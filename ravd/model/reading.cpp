@@ -58,6 +58,11 @@ void add_failure(Fault &fault, std::string_view name, int code) {
     fault.parameters.emplace_back(name, std::to_string(code) + " " + std::string(fault_text(code)));
 }
 
+Fault too_large(std::string &result, size_t before) {
+    result.resize(before);
+    return {9004, "the reply would be too large", {}};
+}
+
 Fault failure(std::string_view name, int code) {
     Fault fault;
     add_failure(fault, name, code);

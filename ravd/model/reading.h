@@ -32,6 +32,9 @@ void add_failure(Fault &fault, std::string_view name, int code);
 // A fault about one name.
 Fault failure(std::string_view name, int code);
 
+// Takes back what was written of a result that has grown too large.
+Fault too_large(std::string &result, size_t before);
+
 // Appends what goes between two members or elements: "," unless out ends in an opening bracket.
 inline void append_comma(std::string &out) {
     if (out.back() != '[' && out.back() != '{') out += ',';

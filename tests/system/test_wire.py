@@ -238,6 +238,23 @@ def test_batch_with_too_long_a_reply(start_ravd):
     assert [reply["error"]["code"] for reply in replies[1:]] == [9004, 9004]
 
 
+@pytest.mark.parametrize("method", ["GetParameterValues", "GetParameterAttributes"])
+def test_short_list_of_names_with_too_long_a_reply(start_ravd, method):
+    daemon = start_ravd("--listen", "tcp://127.0.0.1:0", "--limit", "reply=40000", "--limit", "reply-guest=20000")
+    params = {"ParameterNames": ["Device.DeviceInfo.MemoryStatus."], "Depth": -1}
+    with daemon.connect() as local, daemon.connect_tcp() as guest:
+        short = len(json.dumps(local.result(method, params)))
+        fits_guest, fits_local, fits_nobody = 10000 // short, 30000 // short, 60000 // short
+        for client, count, fits in ((guest, fits_guest, True), (guest, fits_local, False),
+                                    (local, fits_local, True), (local, fits_nobody, False)):
+            reply = client.call(method, {**params, "ParameterNames": params["ParameterNames"] * count})
+            if fits:
+                assert len(reply["result"]["ParameterList"]) % count == 0
+            else:
+                assert reply["error"]["code"] == 9004
+            assert client.ping()
+
+
 def test_requests_before_the_end_of_input_are_answered(connect):
     client = connect()
     client.send("".join(join(n) + "\n" for n in range(200)))
