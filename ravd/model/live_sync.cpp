@@ -36,13 +36,12 @@ void Updater::update(Table &table, const LiveRow &served, LiveRows &rows, const 
         const auto old = known.find(row.key);
         Record *record = old != known.end() ? old->second : table.add();
         if (!record) return;  // out of numbers
-        const bool added = old == known.end();
-        if (added) {
+        if (old == known.end()) {
             record->set_key(row.key);
             known.emplace(record->key(), record);
+            if (listener_) listener_->instance_added(path, record->number());
         }
         update_row(*record, served, row, path + std::to_string(record->number()) + '.');
-        if (added && listener_) listener_->instance_added(path, record->number());
     }
 }
 

@@ -91,10 +91,11 @@ TEST_F(ModelTest, ChangesAreToldAfterTheFirstList) {
     machine.interfaces = {{"eth0", 1, {"192.0.2.1"}}, {"eth1", 1, {}}};
     values({"Device.Net.Interface."});
     EXPECT_TRUE(listener.told.empty());
-    machine.interfaces = {{"eth0", 1, {"192.0.2.2"}}, {"eth2", 1, {}}};
+    machine.interfaces = {{"eth0", 1, {"192.0.2.2"}}, {"eth2", 1, {"192.0.2.3"}}};
     values({"Device.Net.Interface."});
     const std::vector<std::string> expected = {"-Device.Net.Interface.2", "-Device.Net.Interface.1.Address.1",
-                                               "+Device.Net.Interface.1.Address.2", "+Device.Net.Interface.3"};
+                                               "+Device.Net.Interface.1.Address.2", "+Device.Net.Interface.3",
+                                               "+Device.Net.Interface.3.Address.1"};
     EXPECT_EQ(listener.told, expected);
     model->set_listener(nullptr);
     machine.interfaces.clear();
