@@ -15,10 +15,10 @@ namespace ravd {
 
 namespace {
 
-constexpr unsigned char tls_record = 0x16;   // the first byte of a TLS handshake, and of no message
-constexpr size_t read_size = 64 * 1024;      // at once
-constexpr size_t write_size = 256 * 1024;    // at once
-constexpr size_t worth_lending = 16 * 1024;  // replies from here are sent from where they are, not copied
+constexpr unsigned char tls_record = 0x16;  // the first byte of a TLS handshake, and of no message
+constexpr size_t read_size = 64 * kib;      // at once
+constexpr size_t write_size = 256 * kib;    // at once
+constexpr size_t worth_lending = 16 * kib;  // replies from here are sent from where they are, not copied
 
 using Clock = std::chrono::steady_clock;
 

@@ -13,9 +13,9 @@ struct Row {
     uint64_t least, most;
 };
 
-constexpr uint64_t size_max = 1024 * 1024 * 1024;
-constexpr uint64_t time_max = 24 * 3600 * 1000;
-constexpr uint64_t count_max = 1024 * 1024;
+constexpr uint64_t size_max = 1024 * mib;
+constexpr uint64_t time_max = uint64_t{24} * 3600 * 1000;
+constexpr uint64_t count_max = 1'048'576;
 
 constexpr Row rows[] = {
     {"message-guest", &ClientLimits::message_guest, 64, size_max},

@@ -33,7 +33,7 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
         ->transform(CLI::CheckedTransformer(log_levels).description(""));
     app.add_option("--max-message", options.limits.message, "Largest message taken, the same as --limit message")
         ->type_name("BYTES")
-        ->check(CLI::Range(uint64_t{64}, uint64_t{1024 * 1024 * 1024}).description(""));
+        ->check(CLI::Range(uint64_t{64}, 1024 * mib).description(""));
     app.add_option("--limit", limits, "Set one of the limits below; repeatable")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
