@@ -1,5 +1,6 @@
 """Sessions of two connections, event groups, and events between clients."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -268,3 +269,44 @@ def test_tcp_is_a_guest(start_ravd):
         joined(local, 15)
         assert remote.code("Event", {"Group": 15}) == 9001
         assert local.result("Event", {"Group": 15}) == {}
+
+
+READS = {  # what each method needs to read one name
+    "GetParameterNames": lambda name: {"ParameterPath": name, "NextLevel": False},
+    "GetParameterValues": lambda name: {"ParameterNames": [name]},
+    "GetParameterAttributes": lambda name: {"ParameterNames": [name], "Depth": -1},
+    "GetDatamodel": lambda name: {"Paths": [name]},
+    "GetConfig": lambda name: {"Path": name},
+}
+
+
+def reads(client, name):
+    """Which methods read a name, and all that they give."""
+    replies = {method: client.call(method, params(name)) for method, params in READS.items()}
+    given = "".join(json.dumps(reply["result"]) for reply in replies.values() if "result" in reply)
+    assert all(reply["error"]["code"] == 9005 for reply in replies.values() if "error" in reply), replies
+    return {method for method, reply in replies.items() if "result" in reply}, given
+
+
+def assert_reads_as_guest(client):
+    methods, given = reads(client, "Device.")
+    assert methods == set(READS) and "UpTime" in given and "SerialNumber" not in given and "Routing" not in given
+    for hidden in ("Device.IP.", "Device.Users.User.", "Device.DeviceInfo.SerialNumber"):
+        assert reads(client, hidden) == (set(), "")
+    assert client.code("GetParameterValues", {"ParameterNames": ["Device.Users.CurrentUser"]}) == 9001
+    assert client.result("GetParameterValues", {"ParameterNames": ["Device.Users.SystemAccess"]}) == {
+        "ParameterList": [{"Name": "Device.Users.SystemAccess", "Value": False}]}
+
+
+def test_network_peer_reads_as_guest(start_ravd):
+    daemon = start_ravd("--listen", "tcp://127.0.0.1:0")
+    with daemon.connect_tcp() as remote, daemon.connect() as local:
+        assert_reads_as_guest(remote)
+        methods, given = reads(local, "Device.")
+        assert methods == set(READS) and "SerialNumber" in given and "Routing" in given
+
+
+@root_only
+def test_other_user_reads_as_guest(open_ravd):
+    with connect_as(open_ravd, 65534) as foreign:
+        assert_reads_as_guest(foreign)
