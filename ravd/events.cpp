@@ -6,13 +6,13 @@
 
 #include "ravd/json_text.h"
 #include "ravd/model/read.h"
-#include "ravd/model/value.h"
 
 namespace ravd {
 
 namespace {
 
 constexpr uint32_t dropped_group = 0;
+constexpr uint32_t values_group = 1;
 constexpr uint32_t instances_group = 4;
 
 EventLine event_line(uint32_t group, std::string_view params) {
@@ -21,12 +21,6 @@ EventLine event_line(uint32_t group, std::string_view params) {
     if (!params.empty()) line.append(R"(,"Params":)").append(params);
     line += "}}\n";
     return std::make_shared<const std::string>(std::move(line));
-}
-
-bool may_read(Model &model, const Viewer &viewer, std::string_view path) {
-    const Json names(json_pack("[s%]", path.data(), path.size()));
-    std::string unused;
-    return names && !read_attributes(model, viewer, names.get(), 0, false, unused);
 }
 
 // Answers may_read() once for each role: an event may go to thousands of sessions.
@@ -82,6 +76,11 @@ void Events::publish(uint32_t group, std::string_view params, const Session *fro
     }
 }
 
+void Events::keep(uint32_t group, const std::string &path, std::string params) {
+    changes_.push_back({group, path, std::move(params)});
+    if (changes_.size() == 1) wake_();
+}
+
 void Events::keep_instance(std::string_view action, const std::string &path, uint32_t number) {
     if (sessions_.joined(instances_group).empty()) return;
     std::string params = R"({"Action":")";
@@ -90,8 +89,15 @@ void Events::keep_instance(std::string_view action, const std::string &path, uin
     params += R"(,"InstanceNumber":)";
     append_json_integer(params, number);
     params += '}';
-    changes_.push_back({instances_group, path, std::move(params)});
-    if (changes_.size() == 1) wake_();
+    keep(instances_group, path, std::move(params));
+}
+
+void Events::value_changed(const std::string &path, const std::string &value) {
+    if (sessions_.joined(values_group).empty()) return;
+    std::string params = R"({"Path":)";
+    append_json_string(params, path);
+    params.append(R"(,"Value":)").append(value).append("}");
+    keep(values_group, path, std::move(params));
 }
 
 void Events::instance_added(const std::string &path, uint32_t number) {

@@ -43,6 +43,7 @@ class Events : public ModelListener {
     void publish(uint32_t group, std::string_view params, const Session *from = nullptr, std::string_view path = {});
 
     // The model tells of changes in the middle of its work, when it can't be asked who may read what: they are kept.
+    void value_changed(const std::string &path, const std::string &value) override;
     void instance_added(const std::string &path, uint32_t number) override;
     void instance_deleted(const std::string &path, uint32_t number) override;
 
@@ -54,6 +55,7 @@ class Events : public ModelListener {
         uint32_t group;
         std::string path, params;
     };
+    void keep(uint32_t group, const std::string &path, std::string params);
     void keep_instance(std::string_view action, const std::string &path, uint32_t number);
 
     Sessions &sessions_;

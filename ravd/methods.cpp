@@ -46,10 +46,24 @@ bool is_texts(const json_t *value) {
     return true;
 }
 
+bool is_pairs(const json_t *value) {
+    if (!json_is_array(value)) return false;
+    size_t index;
+    json_t *element;
+    json_array_foreach(value, index, element) {
+        if (!json_is_string(json_object_get(element, "Name")) || !json_object_get(element, "Value")) return false;
+    }
+    return true;
+}
+
 constexpr Kind text = {is_text, R"("type":"string")", "a text"};
 constexpr Kind flag = {is_flag, R"("type":"boolean")", "true or false"};
 constexpr Kind integer = {is_integer, R"("type":"integer")", "an integer"};
 constexpr Kind texts = {is_texts, R"("type":"array","items":{"type":"string"})", "an array of texts"};
+constexpr Kind pairs = {is_pairs,
+                        R"("type":"array","items":{"type":"object","properties":{"Name":{"type":"string"},)"
+                        R"("Value":{}},"required":["Name","Value"]})",
+                        "an array of {\"Name\": text, \"Value\": value}"};
 constexpr Kind group = {is_group, R"("type":"integer","minimum":0,"maximum":4294967295)",
                         "an integer from 0 to 4294967295"};
 constexpr Kind node_depth = {is_node_depth, R"("type":"integer","enum":[0,1,-1])", "0, 1 or -1"};
@@ -89,6 +103,15 @@ constexpr Parameter datamodel_parameters[] = {
 constexpr Parameter config_parameters[] = {
     {"Path", text, true, "Full name of the branch."},
 };
+constexpr Parameter set_parameters[] = {
+    {"ParameterList", pairs, true, "Full names of parameters and their new values: all are set or none."},
+};
+constexpr Parameter add_parameters[] = {
+    {"ObjectName", text, true, "Full name of the multi-instance object."},
+};
+constexpr Parameter delete_parameters[] = {
+    {"ObjectName", text, true, "Full name of the instance."},
+};
 
 constexpr char nothing[] = R"("type":"object")";
 constexpr char names_result[] =
@@ -103,6 +126,9 @@ constexpr char attributes_result[] =
 constexpr char datamodel_result[] =
     R"("type":"object","properties":{"Datamodel":{"type":"object"},"DataModelVersion":{"type":"string"}})";
 constexpr char config_result[] = R"("type":"object","properties":{"Config":{"type":"object"}})";
+constexpr char status_result[] = R"("type":"object","properties":{"Status":{"type":"integer"}})";
+constexpr char add_result[] =
+    R"("type":"object","properties":{"InstanceNumber":{"type":"integer"},"Status":{"type":"integer"}})";
 
 constexpr Method table[] = {
     {"Hello", run_hello, hello_parameters, nothing, "Binds the connection to its client's session."},
@@ -115,6 +141,11 @@ constexpr Method table[] = {
      "Reads the schema attributes of nodes."},
     {"GetDatamodel", run_get_datamodel, datamodel_parameters, datamodel_result, "Reads branches of the schema."},
     {"GetConfig", run_get_config, config_parameters, config_result, "Reads a branch of the configuration."},
+    {"SetParameterValues", run_set_parameter_values, set_parameters, status_result, "Sets values, all or none."},
+    {"RawSetParameterValues", run_raw_set_parameter_values, set_parameters, status_result,
+     "Sets values, all or none; takes a text for every type."},
+    {"AddObject", run_add_object, add_parameters, add_result, "Adds an instance."},
+    {"DeleteObject", run_delete_object, delete_parameters, status_result, "Deletes an instance."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},
 };
 

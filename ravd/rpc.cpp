@@ -1,7 +1,8 @@
 // Requests checked, dispatched and answered as JSON-RPC 2.0 says.
 #include "ravd/rpc.h"
 
-#include <cstring>
+#include <algorithm>
+#include <charconv>
 #include <unordered_set>
 
 #include "ravd/json_text.h"
@@ -66,6 +67,40 @@ Fault call_method(const json_t *request, Services &services, Member &caller, std
     return method->run({services, caller, params}, result);
 }
 
+bool is_too_long_integer(std::string_view number) {
+    int64_t value = 0;
+    const auto [end, error] = std::from_chars(number.begin(), number.end(), value);
+    return end == number.end() && error == std::errc::result_out_of_range;
+}
+
+// The message with a fraction behind every integer, outside of its texts, that is too large to be held.
+std::string with_long_integers_as_reals(std::string_view message) {
+    std::string out;
+    while (!message.empty()) {
+        size_t end = 1;
+        if (message.front() == '"') {
+            while (end < message.size() && message[end] != '"') end += message[end] == '\\' ? 2 : 1;
+            end++;
+        } else {
+            end = std::max(message.find_first_not_of("+-.0123456789eE"), size_t{1});
+        }
+        const std::string_view token = message.substr(0, end);
+        out += token;
+        if (is_too_long_integer(token)) out += ".0";
+        message.remove_prefix(token.size());
+    }
+    return out;
+}
+
+// An integer that is too large to be held is refused where it stands for something, not with the whole message.
+Json parse_message(std::string_view message, json_error_t &error) {
+    Json json(json_loadb(message.data(), message.size(), JSON_REJECT_DUPLICATES, &error));
+    if (json || json_error_code(&error) != json_error_numeric_overflow) return json;
+    const std::string eased = with_long_integers_as_reals(message);
+    json_error_t unused;
+    return Json(json_loadb(eased.data(), eased.size(), JSON_REJECT_DUPLICATES, &unused));
+}
+
 }  // namespace
 
 void append_error(std::string &reply, const Fault &fault) {
@@ -107,7 +142,7 @@ void append_error_reply(std::string &reply, const json_t *id, const Fault &fault
 
 Exchange::Exchange(std::string_view message, const ClientLimits &limits) {
     json_error_t error;
-    message_.reset(json_loadb(message.data(), message.size(), JSON_REJECT_DUPLICATES, &error));
+    message_ = parse_message(message, error);
     if (!message_) {
         append_error_reply(reply_, nullptr, {parse_error, clean_utf8(error.text), {}});
     } else if (json_is_array(message_.get())) {

@@ -21,6 +21,12 @@ Fault run_get_parameter_attributes(const Call &call, std::string &result);
 Fault run_get_datamodel(const Call &call, std::string &result);
 Fault run_get_config(const Call &call, std::string &result);
 
+// writing.cpp
+Fault run_set_parameter_values(const Call &call, std::string &result);
+Fault run_raw_set_parameter_values(const Call &call, std::string &result);
+Fault run_add_object(const Call &call, std::string &result);
+Fault run_delete_object(const Call &call, std::string &result);
+
 // discover.cpp
 Fault run_discover(const Call &call, std::string &result);
 

@@ -167,6 +167,7 @@ Problem decode_type(SchemaNode &node, const json_t *attr) {
 Problem decode_flags(SchemaNode &node, const json_t *attr) {
     node.multi = flag(attr, "multi");
     node.ordered = flag(attr, "ordered");
+    node.unique = flag(attr, "unique");
     node.runtime = flag(attr, "runtime") || (node.parent && node.parent->runtime);
     if (node.ordered && !node.multi) return AttributeProblem{"ordered", "ordered without multi"};
     if (!node.is_parameter()) {
@@ -235,6 +236,24 @@ bool is_above(const Value &a, const Value &b) {
     return left && right && *left > *right;
 }
 
+Problem decode_pattern(const json_t *attr, bool allowed, Limits &limits) {
+    const char *text = json_string_value(json_object_get(attr, "regex"));
+    if (!text) return std::nullopt;
+    if (!allowed) return AttributeProblem{"regex", "\"regex\" belongs to texts only"};
+    std::string error;
+    limits.pattern = Pattern::compile(text, error);
+    if (!limits.pattern) return AttributeProblem{"regex", "\"regex\": " + error};
+    return std::nullopt;
+}
+
+Problem decode_foreign_key(const json_t *attr, bool allowed, Limits &limits) {
+    const char *key = json_string_value(json_object_get(attr, "foreign_key"));
+    if (!key) return std::nullopt;
+    if (!allowed) return AttributeProblem{"foreign_key", "\"foreign_key\" belongs to texts only"};
+    limits.foreign_key = key;
+    return std::nullopt;
+}
+
 Problem check_order(const Limits &limits) {
     if (is_above<int64_t>(limits.min, limits.max) || is_above<double>(limits.min, limits.max))
         return AttributeProblem{"minInclusive", "minInclusive is above maxInclusive"};
@@ -254,11 +273,13 @@ Problem decode_limits(SchemaNode &node, const json_t *attr) {
     if (auto problem = decode_size(attr, "minCount", list, "lists", limits->min_count)) return problem;
     if (auto problem = decode_size(attr, "maxCount", list, "lists", limits->max_count)) return problem;
     if (auto problem = decode_enumeration(node, attr, *limits)) return problem;
+    if (auto problem = decode_pattern(attr, text, *limits)) return problem;
+    if (auto problem = decode_foreign_key(attr, text, *limits)) return problem;
     if (auto problem = check_order(*limits)) return problem;
-    if (const char *key = json_string_value(json_object_get(attr, "foreign_key"))) limits->foreign_key = key;
+    if (const json_t *base = json_object_get(attr, "base")) node.base = static_cast<uint8_t>(json_integer_value(base));
 
-    constexpr const char *limiting[] = {"minInclusive", "maxInclusive", "minLength", "maxLength",
-                                        "minCount",     "maxCount",     "enum",      "foreign_key"};
+    constexpr const char *limiting[] = {"minInclusive", "maxInclusive", "minLength", "maxLength",  "minCount",
+                                        "maxCount",     "enum",         "regex",     "foreign_key"};
     if (std::any_of(std::begin(limiting), std::end(limiting), [&](auto name) { return json_object_get(attr, name); }))
         node.limits = std::move(limits);
     return std::nullopt;
@@ -272,8 +293,8 @@ Problem decode_default(SchemaNode &node, const json_t *attr) {
     }
     const auto value = value_from_json(node.type, written);
     if (!value) return AttributeProblem{"default", "the default has not the parameter's type"};
-    if (const char *problem = value_problem(node, *value))
-        return AttributeProblem{"default", std::string("the default ") + problem};
+    if (const std::string problem = value_problem(node, *value); !problem.empty())
+        return AttributeProblem{"default", "the default " + problem};
     node.default_value = *value;
     return std::nullopt;
 }
@@ -334,6 +355,13 @@ std::optional<AttributeProblem> decode_attributes(SchemaNode &node, json_t *attr
     }
     node.attributes = client_attributes(node, attr);
     return std::nullopt;
+}
+
+void make_index(SchemaNode &node) {
+    const Json attr(json_pack("{s:s, s:s, s:i, s:s}", "type", "unsignedInt", "access",
+                              node.parent->fixed ? "readOnly" : "readWrite", "minInclusive", 1, "description",
+                              "Place among the instances, from 1."));
+    decode_attributes(node, attr.get());
 }
 
 void make_own_parameter(SchemaNode &node, int type) {

@@ -2,7 +2,9 @@
 #include "ravd/model/check.h"
 
 #include <algorithm>
-#include <string_view>
+
+#include "ravd/json_text.h"
+#include "ravd/model/forms.h"
 
 namespace ravd {
 
@@ -20,55 +22,95 @@ constexpr Range integer_ranges[] = {
     {RV_TR_UNSIGNED_LONG, 0, INT64_MAX},
 };
 
-const char *integer_problem(int type, int64_t value) {
-    for (const Range &range : integer_ranges)
-        if (range.type == type && (value < range.min || value > range.max)) return "is outside of its type's range";
-    return nullptr;
-}
-
-template <typename Number>
-const char *bounds_problem(const Limits &limits, Number value) {
-    const Number *min = std::get_if<Number>(&limits.min);
-    const Number *max = std::get_if<Number>(&limits.max);
-    if (min && value < *min) return "is below minInclusive";
-    if (max && value > *max) return "is above maxInclusive";
-    return nullptr;
-}
-
-int64_t character_count(std::string_view text) {
-    return std::count_if(text.begin(), text.end(),
-                         [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; });
-}
-
-const char *item_problem(const Limits &limits, std::string_view text) {
-    const int64_t length = character_count(text);
-    if (length < limits.min_length) return "is shorter than minLength";
-    if (length > limits.max_length) return "is longer than maxLength";
-    const auto &allowed = limits.enumeration;
-    if (!allowed.empty() && std::find(allowed.begin(), allowed.end(), text) == allowed.end()) return "is not in enum";
-    return nullptr;
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (text.starts_with(' ')) text.remove_prefix(1);
-    while (text.ends_with(' ')) text.remove_suffix(1);
+std::string with(const char *words, const Value &limit) {
+    std::string text = words;
+    append_value(text, limit);
     return text;
 }
 
-const char *list_problem(const Limits &limits, std::string_view text) {
-    int64_t count = 0;
-    for (bool more = !trimmed(text).empty(); more; count++) {
-        const size_t comma = text.find(',');
-        if (const char *problem = item_problem(limits, trimmed(text.substr(0, comma)))) return problem;
-        more = comma != text.npos;
-        if (more) text.remove_prefix(comma + 1);
-    }
-    if (count < limits.min_count) return "has fewer items than minCount";
-    if (count > limits.max_count) return "has more items than maxCount";
-    return nullptr;
+template <typename Number>
+std::string bounds_problem(Number value, Number min, Number max) {
+    if (value < min) return with("is below ", min);
+    if (value > max) return with("is above ", max);
+    return "";
 }
 
-// Tab and line feed are text; the other C0 characters, DEL and C1 (two bytes in UTF-8, the first one 0xC2) are not.
+std::string integer_problem(const SchemaNode &parameter, const Limits &limits, int64_t value) {
+    int64_t least = INT64_MIN, most = INT64_MAX;
+    for (const Range &range : integer_ranges)
+        if (range.type == parameter.type) least = range.min, most = range.max;
+    if (const auto *min = std::get_if<int64_t>(&limits.min)) least = std::max(least, *min);
+    if (const auto *max = std::get_if<int64_t>(&limits.max)) most = std::min(most, *max);
+    return bounds_problem(value, least, most);
+}
+
+std::string real_problem(const Limits &limits, double value) {
+    const double *min = std::get_if<double>(&limits.min);
+    const double *max = std::get_if<double>(&limits.max);
+    return bounds_problem(value, min ? *min : value, max ? *max : value);
+}
+
+std::string length_problem(int type, const Limits &limits, std::string_view text) {
+    const int64_t length = text_length(type, text);
+    if (length < limits.min_length)
+        return "is shorter than " + std::to_string(limits.min_length) + " " + length_unit(type);
+    if (length > limits.max_length)
+        return "is longer than " + std::to_string(limits.max_length) + " " + length_unit(type);
+    return "";
+}
+
+std::string enumeration_problem(const Limits &limits, std::string_view text) {
+    const auto &allowed = limits.enumeration;
+    if (allowed.empty() || std::ranges::find(allowed, text) != allowed.end()) return "";
+    std::string problem = "is not one of ";
+    for (const std::string &each : allowed) problem += (&each == &allowed.front() ? "" : ", ") + each;
+    return problem;
+}
+
+std::string pattern_problem(const Limits &limits, std::string_view text) {
+    if (!limits.pattern) return "";
+    switch (limits.pattern->match(text)) {
+        case Pattern::Outcome::match:
+            return "";
+        case Pattern::Outcome::no_match:
+            return "does not match " + limits.pattern->text();
+        default:
+            return "takes too much work to match with " + limits.pattern->text();
+    }
+}
+
+// Limits of a text as a whole, or of one item of a list.
+std::string item_problem(int type, const Limits &limits, std::string_view text) {
+    std::string problem = length_problem(type, limits, text);
+    return problem.empty() ? enumeration_problem(limits, text) : problem;
+}
+
+// problem(item) for the items one after another, the first one's told.
+template <typename Problem>
+std::string first_item_problem(std::string_view text, Problem problem) {
+    std::string found;
+    each_item(text, [&](std::string_view item) {
+        found = problem(item);
+        if (found.empty()) return true;
+        std::string shown = "has the item ";
+        append_json_string(shown, item);
+        found = shown + ", which " + found;
+        return false;
+    });
+    return found;
+}
+
+std::string list_problem(const Limits &limits, std::string_view text) {
+    int64_t count = 0;
+    each_item(text, [&](std::string_view) { return ++count > 0; });
+    if (count < limits.min_count) return "has fewer items than " + std::to_string(limits.min_count);
+    if (count > limits.max_count) return "has more items than " + std::to_string(limits.max_count);
+    return first_item_problem(text, [&](std::string_view item) { return item_problem(RV_TR_LIST, limits, item); });
+}
+
+constexpr char control_problem[] = "has control characters";
+
+// C0 but tab and line feed, DEL, C1 (two bytes in UTF-8, the first one 0xC2).
 bool has_control_characters(std::string_view text) {
     for (size_t i = 0; i < text.size(); i++) {
         const auto byte = static_cast<unsigned char>(text[i]);
@@ -78,7 +120,36 @@ bool has_control_characters(std::string_view text) {
     return false;
 }
 
+const Limits &limits_of(const SchemaNode &parameter) {
+    static const Limits no_limits;
+    return parameter.limits ? *parameter.limits : no_limits;
+}
+
+constexpr int json_levels = 100;  // so that replies stay within the levels that a message may have
+
+// Texts of a JSON value, names of members included, and its depth.
+const char *json_problem(json_t *json, int levels = json_levels) {
+    if (levels < 0) return "is nested too deep";
+    if (json_is_string(json))
+        return has_control_characters({json_string_value(json), json_string_length(json)}) ? control_problem : "";
+    for (size_t i = 0; i < json_array_size(json); i++)
+        if (const char *problem = json_problem(json_array_get(json, i), levels - 1); *problem) return problem;
+    const char *name = nullptr;
+    json_t *member = nullptr;
+    json_object_foreach(json, name, member) {
+        if (has_control_characters(name)) return control_problem;
+        if (const char *problem = json_problem(member, levels - 1); *problem) return problem;
+    }
+    return "";
+}
+
 }  // namespace
+
+std::string_view trimmed(std::string_view text) {
+    while (text.starts_with(' ')) text.remove_prefix(1);
+    while (text.ends_with(' ')) text.remove_suffix(1);
+    return text;
+}
 
 std::optional<Value> value_from_json(int type, json_t *json) {
     switch (rv_tr_type_json(type)) {
@@ -101,19 +172,26 @@ std::optional<Value> value_from_json(int type, json_t *json) {
     return Value(SharedJson(json));
 }
 
-const char *value_problem(const SchemaNode &parameter, const Value &value) {
-    static const Limits no_limits;
-    const Limits &limits = parameter.limits ? *parameter.limits : no_limits;
-    if (const auto *integer = std::get_if<int64_t>(&value)) {
-        const char *problem = integer_problem(parameter.type, *integer);
-        return problem ? problem : bounds_problem(limits, *integer);
-    }
-    if (const auto *real = std::get_if<double>(&value)) return bounds_problem(limits, *real);
+std::string limit_problem(const SchemaNode &parameter, const Value &value) {
+    const Limits &limits = limits_of(parameter);
+    if (const auto *integer = std::get_if<int64_t>(&value)) return integer_problem(parameter, limits, *integer);
+    if (const auto *real = std::get_if<double>(&value)) return real_problem(limits, *real);
     if (const auto *text = std::get_if<std::string>(&value)) {
-        if (has_control_characters(*text)) return "has control characters";
-        return parameter.type == RV_TR_LIST ? list_problem(limits, *text) : item_problem(limits, *text);
+        if (has_control_characters(*text)) return control_problem;
+        return parameter.type == RV_TR_LIST ? list_problem(limits, *text) : item_problem(parameter.type, limits, *text);
     }
-    return nullptr;
+    const auto *json = std::get_if<SharedJson>(&value);
+    return json ? json_problem(json->get()) : "";
+}
+
+std::string value_problem(const SchemaNode &parameter, const Value &value) {
+    std::string problem = limit_problem(parameter, value);
+    const auto *text = std::get_if<std::string>(&value);
+    if (!problem.empty() || !text) return problem;
+    if (const char *form = form_problem(parameter.type, *text)) return form;
+    const Limits &limits = limits_of(parameter);
+    if (parameter.type != RV_TR_LIST) return pattern_problem(limits, *text);
+    return first_item_problem(*text, [&](std::string_view item) { return pattern_problem(limits, item); });
 }
 
 Value empty_value(const SchemaNode &parameter) {

@@ -20,6 +20,12 @@ void add_own_parameter(SchemaNode &object, const char *name, int type, Source so
 
 void add_own_parameters(SchemaNode &node) {
     if (!node.parent) make_own_parameter(node.add("DataModelVersion"), RV_TR_STRING);
+    if (node.is_instance() && node.parent->ordered) {
+        SchemaNode &index = node.add("index");
+        make_index(index);
+        index.source = Source::index;
+        index.table = node.parent;
+    }
     if (!node.multi) return;
     add_own_parameter(node, "max_instance", RV_TR_UNSIGNED_INT, Source::highest);
     if (node.ordered) add_own_parameter(node, "order", RV_TR_ANY, Source::order);
@@ -52,7 +58,7 @@ class Layout {
     void visit(SchemaNode &node, Shape *shape) {
         node.visible = node.readable | node.writable;
         if (node.is_parameter()) {
-            if (!node.by_name_only) schema_.parameters++;
+            if (!node.by_name_only && node.source != Source::index) schema_.parameters++;
             if (shape && node.source == Source::stored && !node.by_name_only)
                 node.slot = place_in(shape->parameters, node);
             return;

@@ -2,7 +2,6 @@
 #include "ravd/model/live_sync.h"
 
 #include <algorithm>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "ravd/model/check.h"
@@ -28,44 +27,40 @@ class Updater {
 
 void Updater::update(Table &table, const LiveRow &served, LiveRows &rows, const std::string &path) {
     delete_gone(table, rows, path);
-    std::unordered_map<std::string_view, Record *> known;
-    for (const auto &record : table.by_number())
-        if (!record->key().empty()) known.emplace(record->key(), record.get());
     for (LiveRows::Row &row : rows.rows) {
         if (row.key.empty()) continue;
-        const auto old = known.find(row.key);
-        Record *record = old != known.end() ? old->second : table.add();
+        const auto known = table.keys().find(row.key);
+        const bool added = known == table.keys().end();
+        Record *record = added ? table.add(row.key) : known->second;
         if (!record) return;  // out of numbers
-        if (old == known.end()) {
-            record->set_key(row.key);
-            known.emplace(record->key(), record);
-            if (listener_) listener_->instance_added(path, record->number());
-        }
+        if (added && listener_) listener_->instance_added(path, record->number());
         update_row(*record, served, row, path + std::to_string(record->number()) + '.');
     }
 }
 
+// Looks at the live instances only: users may have added many more.
 void Updater::delete_gone(Table &table, const LiveRows &rows, const std::string &path) {
     std::unordered_set<std::string_view> present;
     for (const LiveRows::Row &row : rows.rows) present.insert(row.key);
-    std::vector<uint32_t> deleted;
-    table.erase_if([&](const Record &record) {
-        if (record.key().empty() || present.contains(record.key())) return false;
-        deleted.push_back(record.number());
-        return true;
-    });
-    for (const uint32_t number : deleted)
+    std::vector<uint32_t> gone;
+    for (const auto &[key, record] : table.keys())
+        if (!present.contains(key)) gone.push_back(record->number());
+    std::ranges::sort(gone);
+    for (const uint32_t number : gone) {
+        table.erase(number);
         if (listener_) listener_->instance_deleted(path, number);
+    }
 }
 
 // value in the form that the parameter's type has, unset when it can't be one of the parameter's.
 Value fitting(const SchemaNode &parameter, Value &value) {
     if (value.index() != parameter.default_value.index() && parameter.type != RV_TR_ANY) return {};
-    return value_problem(parameter, value) ? Value() : std::move(value);
+    return limit_problem(parameter, value).empty() ? std::move(value) : Value();
 }
 
 void Updater::update_row(Record &record, const LiveRow &served, LiveRows::Row &row, const std::string &path) {
     for (const LiveRow::Parameter &parameter : served.parameters) {
+        if (record.is_kept(*parameter.node)) continue;
         const auto set = std::ranges::find(row.values, parameter.name, [](const auto &pair) { return pair.first; });
         if (set != row.values.end()) {
             record.set(*parameter.node, fitting(*parameter.node, set->second));

@@ -1,5 +1,6 @@
 // Loading in two passes: merge() makes one tree of all files and checks names, complete() then checks and decodes the
-// attributes, from the root downwards. lay_out() does the rest.
+// attributes, from the root downwards. lay_out() does the rest, but for references: tie_references() ties them to what
+// they name.
 #include "ravd/model/load.h"
 
 #include <algorithm>
@@ -49,7 +50,7 @@ class Loader {
             if (!merge(file, schema_->root, file.json.get(), 0)) return nullptr;
         if (!complete(schema_->root)) return nullptr;
         lay_out(*schema_);
-        if (!check_references(schema_->root)) return nullptr;
+        if (!tie_references(schema_->root)) return nullptr;
         return std::move(schema_);
     }
 
@@ -62,7 +63,9 @@ class Loader {
     bool complete_object(SchemaNode &node);
     bool complete_multi(SchemaNode &node);
     bool complete_method(SchemaNode &node);
-    bool check_references(const SchemaNode &node);
+    bool tie_foreign_key(SchemaNode &node);
+    bool tie_relations(SchemaNode &node);
+    bool tie_references(SchemaNode &node);
 
     bool fail(const SourceFile &file, const SchemaNode &node, std::vector<std::string> members,
               const std::string &reason) {
@@ -164,6 +167,9 @@ bool Loader::complete_multi(SchemaNode &node) {
     for (const auto &child : node.children)
         if (child->name != "#template") return fail(*child, "a multi-instance object has no member but \"#template\"");
     if (node.children.empty()) return fail(node, "multi without \"#template\"");
+    // Like max_instance and order, "index" may be written and is the model's own.
+    auto &members = node.children.front()->children;
+    if (node.ordered) std::erase_if(members, [](const auto &member) { return member->name == "index"; });
     return complete(*node.children.front());
 }
 
@@ -177,9 +183,9 @@ bool Loader::complete_method(SchemaNode &node) {
     return complete(*node.children.front()) && complete(*node.children.back());
 }
 
-// The multi-instance object that a foreign key names, with or without a closing "."; instances on the way are written
-// "{i}", "*" or "#template". Null when there is none.
-const SchemaNode *referenced(const SchemaNode &root, std::string_view path) {
+// The node that a path names, with or without a closing "."; instances on the way are written "{i}", "*" or
+// "#template". Null when there is none.
+SchemaNode *referenced(SchemaNode &root, std::string_view path) {
     if (path.ends_with('.')) path.remove_suffix(1);
     const SchemaNode *node = &root;
     while (node && !path.empty()) {
@@ -188,13 +194,42 @@ const SchemaNode *referenced(const SchemaNode &root, std::string_view path) {
         node = node->find(node->multi && (name == "{i}" || name == "*") ? "#template" : name);
         path.remove_prefix(std::min(dot + 1, path.size()));
     }
-    return node && node->multi ? node : nullptr;
+    return const_cast<SchemaNode *>(node);  // the tree is the loader's own
 }
 
-bool Loader::check_references(const SchemaNode &node) {
-    if (node.limits && !node.limits->foreign_key.empty() && !referenced(schema_->root, node.limits->foreign_key))
+bool is_in_instance(const SchemaNode &node) {
+    return node.is_instance() || (node.parent && is_in_instance(*node.parent));
+}
+
+bool Loader::tie_foreign_key(SchemaNode &node) {
+    if (!node.limits || node.limits->foreign_key.empty()) return true;
+    const SchemaNode *object = referenced(schema_->root, node.limits->foreign_key);
+    if (!object || !object->multi)
         return fail_attribute(node, "foreign_key", "\"foreign_key\" names no multi-instance object");
-    return std::ranges::all_of(node.children, [this](const auto &child) { return check_references(*child); });
+    node.limits->referenced = object;
+    return true;
+}
+
+bool Loader::tie_relations(SchemaNode &node) {
+    if (!node.multi && !node.is_instance()) return true;
+    const json_t *rows = json_object_get(files_.origin(node).attr, "relations");
+    for (size_t i = 0; i < json_array_size(rows); i++) {
+        const json_t *row = json_array_get(rows, i);
+        const auto verdict = static_cast<Verdict>(json_integer_value(json_object_get(row, "verdict")));
+        const char *match = json_string_value(json_object_get(row, "match"));
+        const SchemaNode *referrer = referenced(schema_->root, match);
+        if (!referrer || referrer->source != Source::stored || rv_tr_type_json(referrer->type) != JSON_STRING)
+            return fail_attribute(node, "relations", std::string("'") + match + "' is no parameter with references");
+        if (verdict == Verdict::cascade && !is_in_instance(*referrer))
+            return fail_attribute(node, "relations", std::string("'") + match + "' is in no instance to delete");
+        node.relations.push_back({verdict, referrer});
+    }
+    return true;
+}
+
+bool Loader::tie_references(SchemaNode &node) {
+    if (!tie_foreign_key(node) || !tie_relations(node)) return false;
+    return std::ranges::all_of(node.children, [this](const auto &child) { return tie_references(*child); });
 }
 
 }  // namespace

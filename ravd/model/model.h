@@ -13,6 +13,9 @@ namespace ravd {
 class ModelListener {
  public:
     virtual ~ModelListener() = default;
+    // A parameter has another value; value: compact JSON, "" for secrets. Changes that follow from instances that were
+    // added or deleted (counters, max_instance, order, the index of those behind) are not told apart from these.
+    virtual void value_changed(const std::string &path, const std::string &value) = 0;
     // An instance was added or deleted; path is the multi-instance object's full name, closed with ".".
     virtual void instance_added(const std::string &path, uint32_t number) = 0;
     virtual void instance_deleted(const std::string &path, uint32_t number) = 0;

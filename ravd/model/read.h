@@ -36,4 +36,7 @@ Fault read_datamodel(Model &model, const Viewer &viewer, const json_t *paths, in
 // {"Config": value tree from the root}.
 Fault read_config(Model &model, const Viewer &viewer, std::string_view path, std::string &result);
 
+// Whether the viewer may read the parameter of that full name, or see the object or instance; asks the schema only.
+bool may_read(Model &model, const Viewer &viewer, std::string_view name);
+
 }  // namespace ravd

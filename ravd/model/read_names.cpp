@@ -17,7 +17,7 @@ class NameWriter {
     void write_children(const SchemaNode &node, Record &record);
     // name: the last element of the entry's name.
     void write_entry(const SchemaNode &node, Record &record, std::string_view name);
-    void append_entry(const SchemaNode &node, std::string_view name);
+    void append_entry(const SchemaNode &node, const Record &record, std::string_view name);
 
     Reading &reading_;
     const bool deep_;
@@ -29,7 +29,7 @@ void NameWriter::write(Place place) {
     const SchemaNode &node = *place.node;
     if (deep_) {
         reading_.sync.update_below(node, reading_.viewer.role);
-        append_entry(node, place.name.empty() ? "." : place.name);
+        append_entry(node, *place.record, place.name.empty() ? "." : place.name);
     }
     prefix_ = std::move(place.name);
     write_children(node, *place.record);
@@ -50,7 +50,7 @@ void NameWriter::write_children(const SchemaNode &node, Record &record) {
 }
 
 void NameWriter::write_entry(const SchemaNode &node, Record &record, std::string_view name) {
-    append_entry(node, name);
+    append_entry(node, record, name);
     if (!deep_ || node.is_parameter()) return;
     const size_t length = prefix_.size();
     prefix_ += name;
@@ -58,12 +58,14 @@ void NameWriter::write_entry(const SchemaNode &node, Record &record, std::string
     prefix_.resize(length);
 }
 
-void NameWriter::append_entry(const SchemaNode &node, std::string_view name) {
+void NameWriter::append_entry(const SchemaNode &node, const Record &record, std::string_view name) {
+    // The device's own instances are not for users to delete.
+    const bool writable = node.can_write(reading_.viewer.role) && !(node.is_instance() && record.is_live());
     append_comma(out_);
     out_ += "{\"Name\":\"";
     out_ += prefix_;
     out_ += name;
-    out_ += node.can_write(reading_.viewer.role) ? "\",\"Writable\":true}" : "\",\"Writable\":false}";
+    out_ += writable ? "\",\"Writable\":true}" : "\",\"Writable\":false}";
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "ravd/model/reading.h"
 
 #include "ravd/json_text.h"
+#include "ravd/model/read.h"
 
 namespace ravd {
 
@@ -18,6 +19,12 @@ void append_order(const Table &table, std::string &out) {
 
 }  // namespace
 
+bool may_read(Model &model, const Viewer &viewer, std::string_view name) {
+    Path path;
+    if (!parse_path(*model.parts().schema, name, path)) return false;
+    return path.node->is_parameter() ? path.node->can_read(viewer.role) : path.node->can_see(viewer.role);
+}
+
 int Reading::parse(std::string_view name, Path &path) const {
     return parse_path(*parts.schema, name, path) && can_see(*path.node) ? 0 : 9005;
 }
@@ -28,13 +35,17 @@ bool Reading::append_value_of(const SchemaNode &parameter, Record *record, std::
         out += "\"\"";
         return true;
     }
-    if (parameter.source == Source::live) {
+    if (parameter.source == Source::live && !record->is_set(parameter)) {
         const auto value = parameter.live->read(viewer);
         if (value) append_value(out, std::holds_alternative<std::monostate>(*value) ? parameter.default_value : *value);
         return value.has_value();
     }
-    if (parameter.source == Source::stored) {
+    if (parameter.source == Source::stored || parameter.source == Source::live) {
         append_value(out, record->value(parameter));
+        return true;
+    }
+    if (parameter.source == Source::index) {
+        append_json_integer(out, record->index());
         return true;
     }
     sync.update(*parameter.table);

@@ -28,7 +28,8 @@ class Expansion {
     Expansion(const Path &path, LiveSync &sync) : path_(path), sync_(sync) {}
 
     // Goes on at the element of that index, with record holding (or being) the node before it.
-    void expand(size_t index, Record &record, std::string name) {
+    // table: the one that record is an instance in.
+    void expand(size_t index, Record &record, std::string name, Table *table = nullptr) {
         for (; index < path_.elements.size(); index++) {
             const auto &[text, node] = path_.elements[index];
             if (node->is_instance()) return expand_instances(index, record, name);
@@ -36,7 +37,7 @@ class Expansion {
             name += text;
             if (!node->is_parameter()) name += '.';
         }
-        places.push_back({path_.node, &record, std::move(name)});
+        places.push_back({path_.node, &record, std::move(name), table});
     }
 
     std::vector<Place> places;
@@ -44,11 +45,12 @@ class Expansion {
  private:
     void expand_instances(size_t index, Record &record, const std::string &name) {
         const auto &[text, node] = path_.elements[index];
-        const Table &table = record.table(*node->parent);
+        Table &table = record.table(*node->parent);
         if (text == node->name) {
-            table.for_each([&](Record &row) { expand(index + 1, row, name + std::to_string(row.number()) + '.'); });
+            table.for_each(
+                [&](Record &row) { expand(index + 1, row, name + std::to_string(row.number()) + '.', &table); });
         } else if (Record *row = find_instance(table, text)) {
-            expand(index + 1, *row, name + std::string(text) + '.');
+            expand(index + 1, *row, name + std::string(text) + '.', &table);
         }
     }
 
@@ -103,7 +105,7 @@ Place schema_place(const Path &path, Model::Parts &parts, LiveSync &sync) {
         }
     }
     std::string name = reply_name(path);
-    return {path.node, record, name == "." ? "" : std::move(name)};
+    return {path.node, record, name == "." ? "" : std::move(name), nullptr};
 }
 
 }  // namespace ravd

@@ -38,6 +38,7 @@ struct Place {
     Record *record;    // the one that holds the node, or the instance itself; null: the instance does not exist, or the
                        // name goes through "#template" or into a method
     std::string name;  // full name with instance numbers, closed unless it is a parameter; "" for the root
+    Table *table = nullptr;  // of present places: the one that record is an instance in; null for the root's record
 };
 
 // The places of a name among the present instances: one; none when it names an instance that does not exist, or goes

@@ -2,8 +2,8 @@
 // and never changes afterwards; values and instances live in records (store.h) shaped after it.
 //
 // Everything that has a name stands among the children: a multi-instance object's are "#template" (the schema of its
-// instances), "max_instance" and, where it is ordered, "order"; a method's are "#input" and "#output"; the root's last
-// one is "DataModelVersion".
+// instances, where it is ordered with "index" as its last child), "max_instance" and, where it is ordered, "order"; a
+// method's are "#input" and "#output"; the root's last one is "DataModelVersion".
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ravd/model/access.h"
+#include "ravd/model/pattern.h"
 #include "ravd/model/value.h"
 #include "rv/tr.h"
 
@@ -36,10 +37,25 @@ struct Shape {
 // Limits of a parameter's values beyond its type.
 struct Limits {
     Value min, max;                                  // as integers or reals, like the parameter; unset: none
-    int64_t min_length = 0, max_length = INT64_MAX;  // characters; of a list: of each item
+    int64_t min_length = 0, max_length = INT64_MAX;  // as text_length() counts; of a list: of each item
     int64_t min_count = 0, max_count = INT64_MAX;    // items of a list
     std::vector<std::string> enumeration;            // of a list: of each item
+    std::unique_ptr<Pattern> pattern;                // null: none; of a list: of each item
     std::string foreign_key;                         // path of the referenced multi-instance object
+    const SchemaNode *referenced = nullptr;          // that object; null: none
+};
+
+// What deleting an instance does to a parameter that refers to it.
+enum class Verdict : uint8_t {
+    deny,     // the instance stays
+    cascade,  // the instance that has the parameter is deleted too
+    clear,    // the reference is taken out of the parameter
+    keep,     // nothing: the reference leads nowhere
+};
+
+struct Relation {
+    Verdict verdict;
+    const SchemaNode *referrer;  // a parameter, of every instance
 };
 
 // Where a parameter's value comes from.
@@ -49,6 +65,7 @@ enum class Source : uint8_t {
     count,    // the number of instances of node->table
     highest,  // the highest instance number of node->table
     order,    // the instance numbers of node->table in their order
+    index,    // the place of the record among the instances of node->table, from 1
 };
 
 constexpr uint32_t no_slot = UINT32_MAX;
@@ -67,15 +84,18 @@ struct SchemaNode {
     std::unique_ptr<Shape> shape;                       // of the root and of every "#template"
     std::unique_ptr<Limits> limits;                     // null: none
     Value default_value;                                // of a parameter: never unset
+    std::vector<Relation> relations;                    // of an object or "#template": who refers to its instances
     const SchemaNode *table = nullptr;                  // see Source
     const LiveParameter *live = nullptr;                // see Source
     uint32_t slot = no_slot;        // of a parameter or multi-instance object: its place in its record's shape
     uint32_t live_table = no_slot;  // of a live multi-instance object: its place among the model's live tables
     uint8_t type = RV_TR_UNKNOWN;
+    uint8_t base = 10;  // of an integer's textual form: 2, 8, 10 or 16
     Source source = Source::stored;
     bool multi = false;         // a multi-instance object
     bool ordered = false;       // its instances have an order of their own
     bool fixed = false;         // a parameter that is read-only, an object whose instances can't be added or deleted
+    bool unique = false;        // no two instances of a table have the same value, "" apart
     bool runtime = false;       // not part of the configuration
     bool by_name_only = false;  // left out of lists of names and values
     RoleSet readable = 0, writable = 0, visible = 0;

@@ -2,11 +2,12 @@
 // one is an instance. A value nobody has set takes no room of its own until a neighbour in its record is set.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "ravd/model/schema.h"
@@ -19,9 +20,13 @@ class Record;
 // Instance numbers stay below this.
 constexpr uint32_t instance_limit = uint32_t{1} << 31;
 
-// The instances of one multi-instance object below one record. Finding one by its number takes logarithmic time.
+// The instances of one multi-instance object below one record. Finding one by its number takes logarithmic time, by
+// its key constant time.
 class Table {
  public:
+    // By the keys of those instances that a provider keeps. Views are of the records' own keys.
+    using Keys = std::unordered_map<std::string_view, Record *>;
+
     explicit Table(const SchemaNode &node) : node_(&node) {}
     Table(Table &&) noexcept;
     Table &operator=(Table &&) noexcept;
@@ -34,23 +39,32 @@ class Table {
     // The instance of that number, lent until it is deleted; null when there is none.
     Record *find(uint32_t number) const;
 
-    // Adds an instance under the lowest number above every number ever used, as the last one in the order. Null when
-    // the numbers are used up.
-    Record *add();
-    // Deletes the instances that doomed() is true for.
-    template <typename Predicate>
-    void erase_if(Predicate doomed);
+    // Adds an instance under the lowest number above every number ever used, as the last one in the order; key: see
+    // Record::key(). Null when the numbers are used up.
+    Record *add(std::string key = "");
+    // Numbers up to this one count as used.
+    void reserve_numbers(uint32_t last) { last_used_ = std::max(last_used_, last); }
+    // Deletes an instance of this table.
+    void erase(uint32_t number);
+    // Moves an instance of an ordered object to another index, from 1 to size(); those in between shift by one.
+    void move(const Record &record, uint32_t index);
 
     // The instances: by number, and in the order that lists have them in, which differs for ordered objects only.
     const std::vector<std::unique_ptr<Record>> &by_number() const { return rows_; }
     template <typename Function>
     void for_each(Function function) const;
+    // The instance at an index of an ordered object.
+    Record &at(uint32_t index) const { return *find(order_[index - 1]); }
+    const Keys &keys() const;
 
  private:
+    void renumber(size_t from, size_t to);
+
     const SchemaNode *node_;
     uint32_t last_used_ = 0;
     std::vector<std::unique_ptr<Record>> rows_;  // by number
     std::vector<uint32_t> order_;                // of ordered objects: the numbers in their order
+    std::unique_ptr<Keys> keys_;                 // null: no instance has one
 };
 
 class Record {
@@ -58,29 +72,37 @@ class Record {
     Record(const Shape &shape, uint32_t number);
 
     uint32_t number() const { return number_; }  // 0: the root's
+    // Of an ordered object's instance: its place, from 1. 0 for all others.
+    uint32_t index() const { return index_; }
     // The value of a parameter of this record's shape: what was set, else the default.
     const Value &value(const SchemaNode &parameter) const;
+    bool is_set(const SchemaNode &parameter) const;
+    // An unset value takes back what was set.
     void set(const SchemaNode &parameter, Value value);
     // The instances of a multi-instance object of this record's shape.
     Table &table(const SchemaNode &object) { return tables_[object.slot]; }
 
     // By which the provider of a live table knows the instance; empty for instances that users added.
-    std::string_view key() const { return key_ ? *key_ : std::string_view(); }
-    void set_key(std::string key) { key_ = std::make_unique<std::string>(std::move(key)); }
+    std::string_view key() const { return live_ ? live_->key : std::string_view(); }
+    bool is_live() const { return live_ != nullptr; }
+    // Marks a value of a live instance as a user's: its provider no longer changes it.
+    void keep(const SchemaNode &parameter);
+    bool is_kept(const SchemaNode &parameter) const;
 
  private:
+    friend class Table;
+    struct Live {
+        std::string key;
+        std::vector<uint32_t> kept;  // slots
+    };
+
     const Shape *shape_;
     uint32_t number_;
-    std::unique_ptr<std::string> key_;
+    uint32_t index_ = 0;
+    std::unique_ptr<Live> live_;
     std::vector<Value> values_;  // by slot; empty until the first one is set
     std::vector<Table> tables_;  // by slot
 };
-
-template <typename Predicate>
-void Table::erase_if(Predicate doomed) {
-    std::erase_if(rows_, [&](const std::unique_ptr<Record> &row) { return doomed(std::as_const(*row)); });
-    std::erase_if(order_, [this](uint32_t number) { return !find(number); });
-}
 
 template <typename Function>
 void Table::for_each(Function function) const {

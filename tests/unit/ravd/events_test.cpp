@@ -69,6 +69,8 @@ class EventsTest : public testing::Test {
         std::ofstream(folder / "model.json") << R"({"#attr": {"type": "object"}, "Device": {
             "#attr": {"type": "object", "perms": "rwrwr-"},
             "Open": {"#attr": {"type": "object", "multi": true}, "#template": {"#attr": {"type": "object"}}},
+            "Text": {"#attr": {"type": "string", "access": "readWrite"}},
+            "Blind": {"#attr": {"type": "string", "access": "readWrite", "perms": "-w-w-w"}},
             "Closed": {"#attr": {"type": "object", "multi": true, "perms": "rw----"},
                        "#template": {"#attr": {"type": "object"}}}}})";
         std::string error;
@@ -134,8 +136,21 @@ TEST_F(EventsTest, OnlyWhoMayReadThePathIsTold) {
     EXPECT_EQ(guest.events.size(), 1U);
 }
 
+TEST_F(EventsTest, ValuesGoToThoseWhoMayReadThem) {
+    TestMember admin(sessions), guest(sessions, local_peer(test_uid + 1));
+    for (Member *each : std::initializer_list<Member *>{&admin, &guest}) sessions.join(*each, 1);
+    events->value_changed("Device.Text", "\"a\"");
+    events->value_changed("Device.Blind", "\"b\"");
+    EXPECT_EQ(woken, 1);
+    events->deliver_changes();
+    EXPECT_EQ(admin.events,
+              std::vector<std::string>{event(R"("Group":1,"Params":{"Path":"Device.Text","Value":"a"})")});
+    EXPECT_EQ(guest.events, admin.events);
+}
+
 TEST_F(EventsTest, NobodyListensNothingIsKept) {
     events->instance_added("Device.Open.", 1);
+    events->value_changed("Device.Text", "1");
     EXPECT_EQ(woken, 0);
     TestMember late(sessions);
     sessions.join(late, 4);

@@ -2,6 +2,7 @@
 #include "tests/unit/ravd/model_fixture.h"
 
 #include "ravd/json_text.h"
+#include "ravd/model/write.h"
 
 namespace ravd {
 
@@ -43,6 +44,7 @@ std::string outcome(const Fault &fault, const std::string &result) {
     EXPECT_EQ(result, "kept") << "a fault leaves the result as it was";
     std::string text = std::to_string(fault.code) + ":";
     for (const auto &[name, reason] : fault.parameters) text += " [" + name + "] " + reason + ";";
+    if (!fault.detail.empty()) text += " (" + fault.detail + ")";
     return text;
 }
 
@@ -70,10 +72,10 @@ std::span<const Provider> fake_providers() {
     return providers;
 }
 
-ModelTest::ModelTest() {
+ModelTest::ModelTest(const std::string &schema, std::span<const Provider> with) {
     machine = FakeMachine();
     std::string error;
-    model = Model::load(RAV_SOURCE "/tests/data/schema/house", fake_providers(), error);
+    model = Model::load(RAV_SOURCE "/tests/data/schema/" + schema, with, error);
     EXPECT_TRUE(model) << error;
 }
 
@@ -104,6 +106,20 @@ std::string ModelTest::datamodel(std::initializer_list<const char *> asked, int 
 
 std::string ModelTest::config(const char *path) {
     return run([&](std::string &result) { return read_config(*model, viewer, path, result); });
+}
+
+std::string ModelTest::set(const std::string &pairs, bool raw) {
+    const Json array(json_loads(pairs.c_str(), 0, nullptr));
+    EXPECT_TRUE(array) << pairs;
+    return run([&](std::string &result) { return set_values(*model, viewer, array.get(), raw, result); });
+}
+
+std::string ModelTest::add(const char *name) {
+    return run([&](std::string &result) { return add_object(*model, viewer, name, result); });
+}
+
+std::string ModelTest::del(const char *name) {
+    return run([&](std::string &result) { return delete_object(*model, viewer, name, result); });
 }
 
 std::string ModelTest::list(const std::string &result) {

@@ -33,6 +33,9 @@ std::span<const Provider> fake_providers();
 
 class RecordingListener : public ModelListener {
  public:
+    void value_changed(const std::string &path, const std::string &value) override {
+        told.push_back(path + "=" + value);
+    }
     void instance_added(const std::string &path, uint32_t number) override {
         told.push_back("+" + path + std::to_string(number));
     }
@@ -44,7 +47,9 @@ class RecordingListener : public ModelListener {
 
 class ModelTest : public testing::Test {
  protected:
-    ModelTest();
+    ModelTest() : ModelTest("house", fake_providers()) {}
+    // schema: a folder of tests/data/schema.
+    ModelTest(const std::string &schema, std::span<const Provider> providers);
 
     Record &add_rule();
 
@@ -54,6 +59,10 @@ class ModelTest : public testing::Test {
     std::string attributes(std::initializer_list<const char *> asked, int depth = 0);
     std::string datamodel(std::initializer_list<const char *> asked, int depth = -1);
     std::string config(const char *path);
+    // pairs: JSON text, an array.
+    std::string set(const std::string &pairs, bool raw = false);
+    std::string add(const char *name);
+    std::string del(const char *name);
 
     // The names in a ParameterList, joined by blanks.
     static std::string list(const std::string &result);

@@ -78,7 +78,7 @@ Value value_of(int type, const char *json) {
 
 bool fits(const SchemaNode &parameter, const char *json) {
     const Value value = value_of(parameter.type, json);
-    return !std::holds_alternative<std::monostate>(value) && !value_problem(parameter, value);
+    return !std::holds_alternative<std::monostate>(value) && value_problem(parameter, value).empty();
 }
 
 }  // namespace
@@ -187,7 +187,8 @@ TEST_F(StoreTest, NumbersAreNeverUsedTwice) {
     Table table(object);
     for (int i = 0; i < 3; i++) table.add();
     EXPECT_EQ(table.highest(), 3U);
-    table.erase_if([](const Record &row) { return row.number() >= 2; });
+    table.erase(3);
+    table.erase(2);
     EXPECT_EQ(table.highest(), 1U);
     EXPECT_EQ(table.find(3), nullptr);
     EXPECT_EQ(table.add()->number(), 4U);
@@ -200,10 +201,41 @@ TEST_F(StoreTest, OrderedTablesKeepTheirOrderOverDeletion) {
     object.ordered = true;
     Table table(object);
     for (int i = 0; i < 4; i++) table.add();
-    table.erase_if([](const Record &row) { return row.number() == 2; });
+    table.erase(2);
     EXPECT_EQ(order(table), "1 3 4 ");
     table.add();
     EXPECT_EQ(order(table), "1 3 4 5 ");
+    EXPECT_EQ(table.find(5)->index(), 4U);
+}
+
+TEST_F(StoreTest, InstancesMoveAndTheOthersShift) {
+    object.ordered = true;
+    Table table(object);
+    for (int i = 0; i < 5; i++) table.add();
+    table.move(*table.find(2), 4);
+    EXPECT_EQ(order(table), "1 3 4 2 5 ");
+    table.move(*table.find(5), 1);
+    EXPECT_EQ(order(table), "5 1 3 4 2 ");
+    table.move(*table.find(3), 3);
+    EXPECT_EQ(order(table), "5 1 3 4 2 ");
+    for (uint32_t index = 1; index <= 5; index++) EXPECT_EQ(table.at(index).index(), index);
+}
+
+TEST_F(StoreTest, InstancesOfAProviderAreFoundByTheirKeys) {
+    Table table(object);
+    EXPECT_TRUE(table.keys().empty());
+    Record &live = *table.add("eth0");
+    table.add();
+    ASSERT_EQ(table.keys().size(), 1U);
+    EXPECT_EQ(table.keys().at("eth0"), &live);
+    EXPECT_FALSE(live.is_kept(parameter(1)));
+    live.keep(parameter(1));
+    EXPECT_TRUE(live.is_kept(parameter(1)));
+    EXPECT_FALSE(live.is_kept(parameter(0)));
+    table.erase(2);
+    EXPECT_EQ(table.keys().size(), 1U);
+    table.erase(1);
+    EXPECT_TRUE(table.keys().empty());
 }
 
 }  // namespace ravd

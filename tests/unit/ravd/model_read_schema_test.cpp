@@ -141,8 +141,9 @@ TEST_F(ModelTest, AllDepthsGoThroughTemplatesMethodsAndInstances) {
     add_rule();
     EXPECT_EQ(list(attributes({"Device.Net.Rule"}, -1)),
               "Device.Net.Rule. Device.Net.Rule.#template. Device.Net.Rule.#template.Target "
-              "Device.Net.Rule.#template.Weight Device.Net.Rule.max_instance Device.Net.Rule.order Device.Net.Rule.1. "
-              "Device.Net.Rule.1.Target Device.Net.Rule.1.Weight");
+              "Device.Net.Rule.#template.Weight Device.Net.Rule.#template.index Device.Net.Rule.max_instance "
+              "Device.Net.Rule.order Device.Net.Rule.1. "
+              "Device.Net.Rule.1.Target Device.Net.Rule.1.Weight Device.Net.Rule.1.index");
     EXPECT_EQ(list(attributes({"Device.Info.Reset."}, -1)),
               "Device.Info.Reset. Device.Info.Reset.#input. Device.Info.Reset.#input.Force Device.Info.Reset.#output.");
 }
@@ -207,13 +208,14 @@ TEST_F(ModelTest, TheValueTree) {
     add_rule();
     add_rule();
     EXPECT_EQ(config("Device.Net.Rule"),
-              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"1\":{\"Target\":\"\",\"Weight\":7},"
-              "\"2\":{\"Target\":\"\",\"Weight\":7}}}}}}");
-    EXPECT_EQ(
-        config("Device.Net.Rule.2."),
-        "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Target\":\"\",\"Weight\":7}}}}}}");
+              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"1\":{\"Target\":\"\",\"Weight\":7,"
+              "\"index\":1},"
+              "\"2\":{\"Target\":\"\",\"Weight\":7,\"index\":2}}}}}}");
+    EXPECT_EQ(config("Device.Net.Rule.2."),
+              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Target\":\"\",\"Weight\":7,"
+              "\"index\":2}}}}}}");
     EXPECT_EQ(config("Device.Net.Rule.2.Weight"),
-              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Weight\":7}}}}}}");
+              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Weight\":7,\"index\":?}}}}}}");
     EXPECT_EQ(config("Device.Net.Rule.max_instance"),
               "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2}}}}}");
 }

@@ -101,7 +101,8 @@ TEST_F(ModelTest, OwnParametersAreReadByFullNameOnly) {
     EXPECT_EQ(values({"Device.Net.Rule.max_instance"}), one("Device.Net.Rule.max_instance", "2"));
     EXPECT_EQ(values({"Device.Net.Rule.order"}), one("Device.Net.Rule.order", "[1,2]"));
     EXPECT_EQ(list(values({"Device.Net.Rule."})),
-              "Device.Net.Rule.1.Target Device.Net.Rule.1.Weight Device.Net.Rule.2.Target Device.Net.Rule.2.Weight");
+              "Device.Net.Rule.1.Target Device.Net.Rule.1.Weight Device.Net.Rule.1.index "
+              "Device.Net.Rule.2.Target Device.Net.Rule.2.Weight Device.Net.Rule.2.index");
     EXPECT_EQ(list(values({"DataModelVersion"})), "DataModelVersion");
 }
 
@@ -120,7 +121,8 @@ TEST_F(ModelTest, StoredValuesTakeTheDefaultsPlace) {
     rule.set(*node->instance().find("Target"), std::string("a \"b\""));
     EXPECT_EQ(values({"Device.Net.Rule.1."}),
               "{\"ParameterList\":[{\"Name\":\"Device.Net.Rule.1.Target\",\"Value\":\"a \\\"b\\\"\"},"
-              "{\"Name\":\"Device.Net.Rule.1.Weight\",\"Value\":7}]}");
+              "{\"Name\":\"Device.Net.Rule.1.Weight\",\"Value\":7},"
+              "{\"Name\":\"Device.Net.Rule.1.index\",\"Value\":1}]}");
 }
 
 TEST_F(ModelTest, SecretsReadEmpty) {

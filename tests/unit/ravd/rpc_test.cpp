@@ -152,7 +152,7 @@ TEST(Methods, DiscoverIsTheTable) {
 // The check and the description of a parameter must agree: a value of the schema's type fits, others don't.
 TEST(Methods, KindsFitTheirSchemas) {
     const std::pair<const char *, const char *> samples[] = {
-        {"string", "\"x\""}, {"boolean", "true"}, {"integer", "1"}, {"array", "[\"x\"]"}, {"object", "{}"}};
+        {"string", "\"x\""}, {"boolean", "true"}, {"integer", "1"}, {"array", "[]"}, {"object", "{}"}};
     for (const Method &method : all_methods()) {
         for (const Parameter &parameter : method.parameters) {
             const Json schema(json_loads(("{" + std::string(parameter.kind.schema) + "}").c_str(), 0, nullptr));
@@ -181,6 +181,18 @@ TEST(Methods, WrongParametersAreNamed) {
     EXPECT_EQ(check(R"({"ParameterNames":[],"IgnoreAccessError":null})").detail,
               "IgnoreAccessError: not true or false");
     EXPECT_FALSE(check(R"({"ParameterNames":[],"IgnoreAccessError":true,"Other":1})"));
+}
+
+TEST(Methods, PairsHaveANameAndAValue) {
+    const Method *method = find_method("SetParameterValues");
+    ASSERT_NE(method, nullptr);
+    const auto code = [&](const std::string &pairs) {
+        const Json value(json_loads((R"({"ParameterList":)" + pairs + "}").c_str(), 0, nullptr));
+        return check_parameters(*method, value.get()).code;
+    };
+    EXPECT_EQ(code(R"([{"Name":"A","Value":null},{"Name":"","Value":1,"Other":2}])"), 0);
+    for (const char *bad : {R"(["A"])", R"([{"Name":"A"}])", R"([{"Value":1}])", R"([{"Name":1,"Value":1}])", "{}"})
+        EXPECT_EQ(code(bad), -32602) << bad;
 }
 
 }  // namespace

@@ -1,0 +1,220 @@
+// SetParameterValues: every pair is planned and checked first, then all of them are applied.
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <unordered_map>
+
+#include "ravd/model/check.h"
+#include "ravd/model/convert.h"
+#include "ravd/model/reading.h"
+#include "ravd/model/references.h"
+#include "ravd/model/write.h"
+
+namespace ravd {
+
+namespace {
+
+struct Change {
+    size_t pair;  // its place in the request
+    Place place;
+    Value value;
+};
+
+class ValueWriting {
+ public:
+    ValueWriting(Model &model, const Viewer &viewer, bool raw) : reading_(model, viewer), raw_(raw) {}
+
+    // The next pair of the request.
+    void plan(const char *name, json_t *value);
+    // What depends on other pairs; after the last plan().
+    void check_unique();
+    // The refusals so far, or none.
+    Fault fault() const;
+    void apply();
+
+ private:
+    struct Holders {
+        std::vector<size_t> changes;  // that would give a record the value
+        std::vector<const Record *> records;
+    };
+    struct ValueHash {
+        size_t operator()(const Value &value) const;
+    };
+    using Wanted = std::unordered_map<Value, Holders, ValueHash>;
+
+    Refusal resolve(std::string_view name, Place &place);
+    Refusal check(const Place &place, json_t *json, Value &value);
+    void refuse_taken(const Wanted &wanted);
+    const Value &planned(const Record &record, const SchemaNode &parameter) const;
+    bool is_change(const Change &change) const;
+    void move(const Change &change);
+    void set(Change &change);
+
+    Reading reading_;
+    const bool raw_;
+    std::vector<std::pair<std::string, Refusal>> pairs_;
+    std::vector<Change> changes_;
+    std::map<std::pair<const Record *, const SchemaNode *>, size_t> named_;  // to changes_
+};
+
+size_t ValueWriting::ValueHash::operator()(const Value &value) const {
+    if (const auto *text = std::get_if<std::string>(&value)) return std::hash<std::string>()(*text);
+    std::string text;
+    append_value(text, value);
+    return std::hash<std::string>()(text);
+}
+
+void ValueWriting::plan(const char *name, json_t *json) {
+    auto &refusal = pairs_.emplace_back(name, Refusal()).second;
+    Change change{pairs_.size() - 1, {}, {}};
+    refusal = resolve(name, change.place);
+    if (refusal) return;
+    const bool first = named_.emplace(std::pair(change.place.record, change.place.node), changes_.size()).second;
+    refusal = first ? check(change.place, json, change.value) : Refusal{9003, "named twice"};
+    if (first) changes_.push_back(std::move(change));
+}
+
+// The parameter that the name leads to, if the viewer may set it.
+Refusal ValueWriting::resolve(std::string_view name, Place &place) {
+    Path path;
+    if (const int code = reading_.parse(name, path)) return {code, ""};
+    const SchemaNode &node = *path.node;
+    if (!node.is_parameter() || path.closed || path.every_instance) return {9005, ""};
+    std::vector<Place> places = present_places(path, reading_.parts, reading_.sync);
+    if (places.empty()) return {9005, ""};
+    if (node.fixed) return {9008, ""};
+    if (!node.can_write(reading_.viewer.role)) return {9001, ""};
+    place = std::move(places.front());
+    return {};
+}
+
+Refusal ValueWriting::check(const Place &place, json_t *json, Value &value) {
+    const SchemaNode &node = *place.node;
+    if (Refusal refusal = convert(node, json, raw_, value)) return refusal;
+    std::string problem = value_problem(node, value);
+    if (problem.empty() && node.source == Source::index) {
+        const size_t last = place.table->size();
+        if (std::get<int64_t>(value) > static_cast<int64_t>(last)) problem = "is above " + std::to_string(last);
+    }
+    if (const auto *text = std::get_if<std::string>(&value); text && problem.empty())
+        problem = reference_problem(reading_, node, *text);
+    return problem.empty() ? Refusal() : Refusal{9007, complaint(node, value, problem)};
+}
+
+// The value that the record's parameter will have.
+const Value &ValueWriting::planned(const Record &record, const SchemaNode &parameter) const {
+    const auto found = named_.find({&record, &parameter});
+    return found != named_.end() ? changes_[found->second].value : record.value(parameter);
+}
+
+bool ValueWriting::is_change(const Change &change) const {
+    const auto &[node, record, name, table] = change.place;
+    if (node->source == Source::index) return std::get<int64_t>(change.value) != record->index();
+    if (node->source == Source::live && !record->is_set(*node)) {
+        const auto live = node->live->read(reading_.viewer);
+        return !live || *live != change.value;
+    }
+    return record->value(*node) != change.value;
+}
+
+// One look at each table for all pairs that go to the same parameter of its instances.
+void ValueWriting::check_unique() {
+    std::map<std::pair<Table *, const SchemaNode *>, Wanted> tables;
+    for (size_t i = 0; i < changes_.size(); i++) {
+        const auto &[pair, place, value] = changes_[i];
+        const auto *text = std::get_if<std::string>(&value);
+        if (!place.node->unique || !place.table || pairs_[pair].second || (text && text->empty())) continue;
+        if (is_change(changes_[i])) tables[{place.table, place.node}][value].changes.push_back(i);
+    }
+    for (auto &[key, wanted] : tables) {
+        const auto &[table, parameter] = key;
+        for (const auto &record : table->by_number()) {
+            const auto found = wanted.find(planned(*record, *parameter));
+            if (found != wanted.end()) found->second.records.push_back(record.get());
+        }
+        refuse_taken(wanted);
+    }
+}
+
+void ValueWriting::refuse_taken(const Wanted &wanted) {
+    for (const auto &[value, holders] : wanted) {
+        if (holders.records.size() < 2) continue;
+        for (const size_t i : holders.changes) {
+            const auto &[pair, place, unused] = changes_[i];
+            const auto other =
+                std::ranges::find_if(holders.records, [&](const Record *each) { return each != place.record; });
+            const std::string problem = "is taken by instance " + std::to_string((*other)->number());
+            pairs_[pair].second = {9007, complaint(*place.node, value, problem)};
+        }
+    }
+}
+
+Fault ValueWriting::fault() const {
+    Fault fault;
+    for (const auto &[name, refusal] : pairs_) {
+        if (!refusal) continue;
+        add_failure(fault, name, refusal.code);
+        if (!refusal.reason.empty()) fault.parameters.back().second += ": " + refusal.reason;
+    }
+    if (fault) fault.code = 9003;
+    return fault;
+}
+
+void ValueWriting::apply() {
+    for (Change &change : changes_) {
+        if (change.place.node->source == Source::index) {
+            move(change);
+        } else {
+            set(change);
+        }
+    }
+}
+
+// The instance that was moved is told first, then those that had to shift.
+void ValueWriting::move(const Change &change) {
+    const auto &[node, record, name, table] = change.place;
+    const auto to = static_cast<uint32_t>(std::get<int64_t>(change.value));
+    const uint32_t from = record->index();
+    if (from == to) return;
+    table->move(*record, to);
+    ModelListener *listener = reading_.parts.listener;
+    if (!listener) return;
+    listener->value_changed(name, std::to_string(to));
+    const std::string_view tail = name;
+    const std::string path(tail.substr(0, tail.rfind('.', tail.size() - node->name.size() - 2) + 1));
+    for (uint32_t index = std::min(from, to); index <= std::max(from, to); index++) {
+        if (index == to) continue;
+        listener->value_changed(path + std::to_string(table->at(index).number()) + "." + node->name,
+                                std::to_string(index));
+    }
+}
+
+void ValueWriting::set(Change &change) {
+    auto &[node, record, name, table] = change.place;
+    const bool changed = is_change(change);
+    std::string text;
+    if (changed) append_value(text, node->type == RV_TR_SECRET ? Value(std::string()) : change.value);
+    // What a provider says gives way to what a user has set, even to the same value.
+    if (changed || node->source == Source::live || record->is_live()) {
+        record->set(*node, std::move(change.value));
+        record->keep(*node);
+    }
+    if (changed && reading_.parts.listener) reading_.parts.listener->value_changed(name, text);
+}
+
+}  // namespace
+
+Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result) {
+    ValueWriting writing(model, viewer, raw);
+    for (size_t i = 0; i < json_array_size(pairs); i++) {
+        const json_t *pair = json_array_get(pairs, i);
+        writing.plan(json_string_value(json_object_get(pair, "Name")), json_object_get(pair, "Value"));
+    }
+    writing.check_unique();
+    if (Fault fault = writing.fault()) return fault;
+    writing.apply();
+    result += "{\"Status\":0}";
+    return {};
+}
+
+}  // namespace ravd
