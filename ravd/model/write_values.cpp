@@ -140,11 +140,11 @@ void ValueWriting::refuse_taken(const Wanted &wanted) {
     for (const auto &[value, holders] : wanted) {
         if (holders.records.size() < 2) continue;
         for (const size_t i : holders.changes) {
-            const auto &[pair, place, unused] = changes_[i];
+            const Change &change = changes_[i];
             const auto other =
-                std::ranges::find_if(holders.records, [&](const Record *each) { return each != place.record; });
+                std::ranges::find_if(holders.records, [&](const Record *each) { return each != change.place.record; });
             const std::string problem = "is taken by instance " + std::to_string((*other)->number());
-            pairs_[pair].second = {9007, complaint(*place.node, value, problem)};
+            pairs_[change.pair].second = {9007, complaint(*change.place.node, value, problem)};
         }
     }
 }

@@ -215,7 +215,7 @@ TEST_F(ModelTest, TheValueTree) {
               "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Target\":\"\",\"Weight\":7,"
               "\"index\":2}}}}}}");
     EXPECT_EQ(config("Device.Net.Rule.2.Weight"),
-              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Weight\":7,\"index\":?}}}}}}");
+              "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2,\"2\":{\"Weight\":7}}}}}}");
     EXPECT_EQ(config("Device.Net.Rule.max_instance"),
               "{\"Config\":{\"Device\":{\"Net\":{\"Rule\":{\"max_instance\":2}}}}}");
 }

@@ -72,6 +72,28 @@ TEST_F(RpcTest, OtherIdsAreInvalidRequests) {
     EXPECT_TRUE(sessions.joined(17).empty());
 }
 
+// Where such a number stands for a value, the value is refused, not the message; texts are left as they are.
+TEST_F(RpcTest, IntegersBeyondWhatCanBeHeldAreNumbers) {
+    const auto event = [](const std::string &params) {
+        return R"({"jsonrpc":"2.0","method":"Event","params":{"Group":17,"Params":)" + params + R"(},"id":1})";
+    };
+    TestMember other(sessions);
+    sessions.join(other, 17);
+    const std::pair<const char *, const char *> rows[] = {
+        {"[18446744073709551616]", "[1.8446744073709552e19]"},
+        {"[-9223372036854775809,-9223372036854775808]", "[-9.2233720368547758e18,-9223372036854775808]"},
+        {R"(["99999999999999999999,","\\",99999999999999999999,"\"",1.5e3,9223372036854775807])",
+         R"(["99999999999999999999,","\\",1e20,"\"",1500.0,9223372036854775807])"},
+    };
+    for (const auto &[sent, got] : rows) {
+        EXPECT_EQ(answer(event(sent)), joined) << sent;
+        EXPECT_EQ(other.events.back(),
+                  R"({"jsonrpc":"2.0","method":"Event","params":{"Group":17,"Params":)" + std::string(got) + "}}\n");
+    }
+    EXPECT_NE(answer(event("1e999")).find("-32700"), std::string::npos);
+    EXPECT_NE(answer("{99999999999999999999").find("-32700"), std::string::npos);
+}
+
 TEST_F(RpcTest, ErrorHasDetailAndDataInOrderAndEachNameOnce) {
     std::string text;
     append_error(text, {9003, "why \"so\"", {{"B", "9005 x"}, {"A", "9001 y"}, {"B", "9005 x"}}});
