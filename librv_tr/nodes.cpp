@@ -9,8 +9,8 @@
 
 namespace {
 
-const json_t *attribute(const json_t *node, const char *key) {
-    return json_object_get(json_object_get(node, "#attr"), key);
+json_t *attribute(const json_t *node, const char *key) {
+    return json_object_get(rv_tr_dm_node_attr_get(node), key);
 }
 
 // The other names with a "#" are what a cache node says about itself, no nodes.
@@ -27,6 +27,31 @@ json_t *child(const json_t *node, std::string_view name) {
 }
 
 }  // namespace
+
+json_t *rv_tr_dm_node_attr_get(const json_t *node) {
+    return json_object_get(node, "#attr");
+}
+
+json_t *rv_tr_dm_node_default_get(const json_t *node) {
+    return attribute(node, "default");
+}
+
+int rv_tr_dm_node_is_multi(const json_t *node) {
+    return json_is_true(attribute(node, "multi"));
+}
+
+int rv_tr_dm_node_is_ordered(const json_t *node) {
+    return json_is_true(attribute(node, "ordered"));
+}
+
+int rv_tr_path_is_partial(const char *path) {
+    const size_t length = path ? strlen(path) : 0;
+    return length > 0 && path[length - 1] == '.';
+}
+
+int rv_tr_path_is_full(const char *path) {
+    return path && *path && !rv_tr_path_is_partial(path);
+}
 
 int rv_tr_dm_node_type_get(const json_t *node) {
     return rv_tr_type_from_name(json_string_value(attribute(node, "type")));

@@ -7,3 +7,26 @@
 
 // commands/cat.cpp: "cat" and "get"; always 0.
 int process_cat(const char *name, json_t *args);
+
+// commands/cd.cpp: -2 for a path that leads nowhere.
+int process_cd(const char *name, json_t *args);
+int process_up(const char *name, json_t *args);
+
+// commands/ls.cpp: takes its options out of args.
+int process_ls(const char *name, json_t *args);
+
+// commands/set.cpp: 0 once a request was sent. The request is a raw one under any other name than "set".
+int process_set(const char *name, json_t *args);
+// The pairs of "<path>=<value>" arguments as a new array of {"Name", "Value"}; null, after saying so, when none was
+// accepted. Prints an echo of each pair, and why those left out were.
+json_t *parse_set_args(const char *command, json_t *args);
+
+// commands/instances.cpp: add gives the number of the new instance, 0 when the daemon made none.
+int process_add(const char *name, json_t *args);
+int process_take(const char *name, json_t *args);
+int process_del(const char *name, json_t *args);
+int process_order(const char *name, json_t *args);
+
+// commands/attr.cpp: by name for paths of the shell, by method for names as the daemon knows them.
+int process_attr(const char *name, json_t *args);
+int process_attr_by_method(const char *name, json_t *args);

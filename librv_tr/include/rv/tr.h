@@ -55,6 +55,24 @@ int rv_tr_dm_type_is_parameter(int type);
 // The numeric base that integers of the node are shown in: 2, 8, 10 or 16; 10 when the schema gives none.
 int rv_tr_dm_node_get_base(const json_t *node);
 
+// The node's schema attributes, "#attr": borrowed, null when it has none.
+json_t *rv_tr_dm_node_attr_get(const json_t *node);
+// The node's default value, "#attr"."default": borrowed, null when the schema gives none.
+json_t *rv_tr_dm_node_default_get(const json_t *node);
+// 1 when the node is a multi-instance object resp. an ordered one, else 0.
+int rv_tr_dm_node_is_multi(const json_t *node);
+int rv_tr_dm_node_is_ordered(const json_t *node);
+
+// Path forms. A full path names its node without a closing "."; a partial path ends in ".". The empty text is neither.
+int rv_tr_path_is_full(const char *path);
+int rv_tr_path_is_partial(const char *path);
+
+// The tree of the names in list, an array of objects with a text "Name": nested objects keyed by the elements of each
+// name below prefix ("." is the root), the object of a name holding its element of list under "#info". Elements of list
+// whose name stands outside of prefix, has an empty element, holds a key that is reserved ("#…" other than "#template",
+// "#input" and "#output") or has more than 128 levels are left out. A new reference; an empty object when list is none.
+json_t *rv_tr_names_to_config(const json_t *list, const char *prefix);
+
 // The cache object of a node by its full name ("Device.IP.Interface.1.Enable", a closing "." allowed), searched from
 // root; instances that the tree lacks are found through "#template". relative is the part of full_name that the caller
 // will print, and may be null: it is not needed to find the node. Borrowed; null when there is no such node.

@@ -1,0 +1,131 @@
+// Fetching levels, and finding children in them.
+#include "ravc/cache/node_cache.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "ravc/daemon/request.h"
+#include "rv/tr.h"
+
+json_t *node_cache_root;
+
+namespace {
+
+// The name that a path is asked for by: closed with ".", "." alone at the root.
+struct RequestPath {
+    char text[CDPATH_MAX + 2];
+};
+
+RequestPath request_path(const cdpath *p) {
+    RequestPath path;
+    snprintf(path.text, sizeof path.text, "%s%s", p->path, rv_tr_path_is_full(p->path) || !p->path[0] ? "." : "");
+    return path;
+}
+
+json_t *parameter_list(const rv_jrpcmsg *reply) {
+    return json_object_get(rv_jrpcmsg_get_result_json(reply), "ParameterList");
+}
+
+// The tree of the attributes of names (taken), below prefix: a new reference.
+json_t *fetch_attributes(json_t *names, int depth, const char *prefix) {
+    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(names, depth);
+    if (depth != 1) rv_jrpcmsg_add_parameter_json_new(msg, "IgnoreAccessError", json_true());
+    send_request(msg, NO_TIMEOUT);
+    return rv_tr_names_to_config(parameter_list(msg), prefix);
+}
+
+// The full names of a multi-instance object's instances: a new array.
+json_t *fetch_instance_names(const char *path) {
+    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_names(path, 1);
+    send_request(msg, NO_TIMEOUT);
+    json_t *names = json_array();
+    size_t i;
+    json_t *element;
+    json_array_foreach(parameter_list(msg), i, element) {
+        json_t *name = json_object_get(element, "Name");
+        if (!name) break;
+        json_array_append(names, name);
+    }
+    return names;
+}
+
+// Adds the instances of the multi-instance object at path to level.
+void add_instances(json_t *level, const char *path) {
+    json_auto_t *instances = fetch_attributes(fetch_instance_names(path), -1, path);
+    node_cache_absorb_info(instances, level);
+    const char *number;
+    json_t *instance;
+    json_object_foreach(instances, number, instance) {
+        if (*number == '#') continue;
+        json_object_set_new(instance, "#fetched", json_true());
+        json_object_set(level, number, instance);
+    }
+}
+
+// Whether more than its own attributes is known of a node. A level that could not be fetched is not known.
+bool is_known(const json_t *node) {
+    const size_t own = (json_object_get(node, "#attr") ? 1 : 0) + (json_object_get(node, "#fetched") ? 1 : 0);
+    return json_object_size(node) > own;
+}
+
+// Makes object's attributes the very object that model has, where the two are equal.
+void share_attributes(json_t *object, const json_t *model) {
+    json_t *attributes = json_object_get(object, "#attr");
+    json_t *same = json_object_get(model, "#attr");
+    if (same && json_equal(attributes, same)) json_object_set(object, "#attr", same);
+}
+
+}  // namespace
+
+void node_cache_absorb_info(json_t *object, const json_t *model) {
+    if (json_t *info = json_object_get(object, "#info")) {
+        json_t *attributes = json_object_get(info, "Attributes");
+        json_object_set_new(object, "#attr", attributes ? json_incref(attributes) : json_null());
+        json_object_del(object, "#info");
+        share_attributes(object, model);
+    }
+    const json_t *instance_model = json_object_get(model, "#template");
+    const char *key;
+    json_t *child;
+    json_object_foreach(object, key, child) {
+        if (!json_is_object(child) || strcmp(key, "#attr") == 0) continue;
+        const bool is_instance = rv_tr_is_instance_number(key);
+        node_cache_absorb_info(child, is_instance ? instance_model : json_object_get(model, key));
+        if (is_instance && !is_known(instance_model)) instance_model = child;
+    }
+}
+
+int node_cache_fetch(cdpath *p) {
+    const RequestPath path = request_path(p);
+    json_auto_t *level = fetch_attributes(json_pack("[s]", path.text), 1, path.text);
+    node_cache_absorb_info(level, nullptr);
+    json_object_set_new(level, "#fetched", json_true());
+    if (p->multi) add_instances(level, path.text);
+    if (p->ordered) json_object_set_new(level, "order", json_pack("{s:b}", "#fetched", 1));
+    // Built aside and put in place here, with no wait between: an abandoned fetch leaves the node as it was.
+    json_object_clear(p->node);
+    json_object_update(p->node, level);
+    return 0;
+}
+
+json_t *cdpath_child(cdpath *p, const char *name) {
+    if (!p->node) return nullptr;
+    const bool is_number = rv_tr_is_instance_number(name);
+    if (!is_known(p->node) || (p->multi && is_number && !json_object_get(p->node, name))) node_cache_fetch(p);
+    json_t *child = json_object_get(p->node, name);
+    return !child && is_number ? json_object_get(p->node, "#template") : child;
+}
+
+void node_cache_rebuild() {
+    node_cache_release();
+    node_cache_root = json_object();
+    cdpath_reset(&current_path);
+    node_cache_fetch(&current_path);
+    json_object_del(node_cache_root, "DataModelVersion");
+    cdpath_relocate(&previous_path);
+}
+
+void node_cache_release() {
+    json_decref(node_cache_root);
+    node_cache_root = nullptr;
+}
