@@ -1,0 +1,19 @@
+// A scripted daemon with a small data model, for tests of what the client makes of names and attributes:
+//
+//   Device.                      object
+//     DeviceInfo.                object: HostName (string, default ""), UpTime (read-only), Port (base 16, default 0),
+//                                Enable (boolean, default false), Level (decimal, default 0.0), Bare (no default)
+//     IP.Interface.              multi-instance, instances 1 and 2: Enable, Name, IPv4Address. (multi, no instances)
+//     Rules.                     ordered multi-instance, instances 1 and 3: index, Text
+//     Reset.                     a method with the argument Delay
+#pragma once
+
+#include "tests/support/fake_daemon.h"
+
+namespace test {
+
+// Answers GetParameterNames, GetParameterValues and GetParameterAttributes from the model above, AddObject with the
+// instance number 7, anything else with {}. A name that the model lacks gets error 9005.
+Script answer_from_model();
+
+}  // namespace test
