@@ -21,8 +21,7 @@ TEST_P(AttrSheet, PrintsTheLines) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), GetParam().read("output"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, AttrSheet, testing::ValuesIn(data_cases("attr_sheet")),
-                         [](const auto &info) { return info.param.name(); });
+INSTANTIATE_TEST_SUITE_P(Data, AttrSheet, testing::ValuesIn(data_cases("attr_sheet")), case_name);
 
 std::string range(RangeKind kind, const char *low, const char *high) {
     json_auto_t *from = low ? json_loads(low, JSON_DECODE_ANY, nullptr) : nullptr;
