@@ -102,6 +102,7 @@ int node_cache_fetch(cdpath *p) {
     json_object_set_new(level, "#fetched", json_true());
     if (p->multi) add_instances(level, path.text);
     if (p->ordered) json_object_set_new(level, "order", json_pack("{s:b}", "#fetched", 1));
+    if (!p->node) p->node = p->held = json_object();
     // Built aside and put in place here, with no wait between: an abandoned fetch leaves the node as it was.
     json_object_clear(p->node);
     json_object_update(p->node, level);

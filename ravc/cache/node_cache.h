@@ -11,9 +11,10 @@
 
 extern json_t *node_cache_root;  // null while there is no cache; owned here
 
-// Fetches the level of p's node and merges it into the node, which keeps its identity; a multi-instance object's
-// instances come with everything below them. A request that fails leaves the level empty: it is fetched again when it
-// is needed next. Returns 0. Prints nothing. May not return: Ctrl-C can abandon it, and then leaves the node as it was.
+// Fetches the level of p's node and merges it into the node, which keeps its identity (a null one is made); a
+// multi-instance object's instances come with everything below them. A request that fails leaves the level empty: it is
+// fetched again when it is needed next. Returns 0. Prints nothing. May not return: Ctrl-C can abandon it, and then
+// leaves the node as it was.
 int node_cache_fetch(cdpath *p);
 
 // The cache object of the child name of p's node, fetched where needed: borrowed, null when there is none. An instance

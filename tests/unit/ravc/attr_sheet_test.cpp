@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ravc/commands/format_range.h"
-#include "rv/colors.h"
+#include "tests/support/color_scope.h"
 #include "tests/support/data_cases.h"
 
 namespace {
@@ -12,7 +12,7 @@ namespace {
 class AttrSheet : public testing::TestWithParam<DataCase> {};
 
 TEST_P(AttrSheet, PrintsTheLines) {
-    rv_colors_toggle(0);
+    const ColorScope plain(0);
     json_auto_t *attributes = json_loads(GetParam().read("input").c_str(), 0, nullptr);
     ASSERT_NE(attributes, nullptr);
     json_auto_t *node = json_pack("{s:O}", "#attr", attributes);

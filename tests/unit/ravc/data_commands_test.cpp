@@ -100,9 +100,9 @@ TEST_F(OneShot, LsTakesPathsAsTyped) {
 TEST_F(Shell, SetSendsTypedValuesOfAllPairsAtOnce) {
     cd({"Device.DeviceInfo"});
     sent();
-    EXPECT_EQ(run(process_set, "set", {"enable=TRUE", "Port=0x1F", "HostName=a=b", "Level=2"}),
+    EXPECT_EQ(run(process_set, "set", {"Enable=TRUE", "Port=0x1F", "HostName=a=b", "Level=2"}),
               (Outcome{0,
-                       "key = enable, value = TRUE\nkey = Port, value = 0x1F\nkey = HostName, value = a=b\n"
+                       "key = Enable, value = TRUE\nkey = Port, value = 0x1F\nkey = HostName, value = a=b\n"
                        "key = Level, value = 2\nStatus: OK\n"}));
     EXPECT_EQ(sent().back(),
               R"(SetParameterValues {"ParameterList":[{"Name":"Device.DeviceInfo.Enable","Value":true},)"

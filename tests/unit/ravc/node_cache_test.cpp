@@ -140,7 +140,7 @@ TEST_F(NodeCache, ChildrenAreListedAsAsked) {
     EXPECT_EQ(list(nullptr, LIST_OBJECTS), "");
     EXPECT_EQ(list(nullptr, LIST_WRITABLE | LIST_DOTS), "HostName Port Enable Level ");
     cd({":Device.Rules"});
-    EXPECT_EQ(list(nullptr, LIST_DOTS), "max_instance 1. 3. order ");
+    EXPECT_EQ(list(nullptr, LIST_DOTS), "max_instance order 1. 3. ");
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include "ravc/commands/handlers.h"
 #include "ravc/daemon/connections.h"
 #include "ravc/daemon/reply_status.h"
-#include "rv/colors.h"
+#include "tests/support/color_scope.h"
 #include "tests/support/fake_daemon.h"
 
 namespace {
@@ -16,14 +16,8 @@ using test::Peer;
 
 class Request : public testing::Test {
  protected:
-    Request() {
-        connections_init();
-        rv_colors_toggle(0);
-    }
-    ~Request() override {
-        connections_deinit();
-        rv_colors_toggle(1);
-    }
+    Request() { connections_init(); }
+    ~Request() override { connections_deinit(); }
 
     static void use(const FakeDaemon &daemon) {
         rv_jrpcapi_set_destination(requests_connection(), "", daemon.destination().c_str(), 2);
@@ -34,6 +28,9 @@ class Request : public testing::Test {
         print_reply_status(msg);
         return testing::internal::GetCapturedStdout();
     }
+
+ private:
+    const ColorScope plain_{0};
 };
 
 // The status that a reply with this error object (or result, JSON text) is reported with.
@@ -125,26 +122,24 @@ TEST_F(Request, KeepsTheCallersReferenceToItsParameters) {
 }
 
 TEST(ReplyStatus, OfASuccess) {
-    rv_colors_toggle(0);
+    const ColorScope plain(0);
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"result":{}})"), "Status: OK\n");
 }
 
 TEST(ReplyStatus, SwitchesColoursAroundOkAndAroundTheError) {
-    rv_colors_toggle(1);
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"result":{}})"), "Status: \033[0;32mOK\n\033[0m");
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"error":{"code":9005,"message":"Bad"}})"),
               "\033[0;31m[9005] Bad\033[0m\n");
-    rv_colors_toggle(0);
 }
 
 TEST(ReplyStatus, OfAnErrorWithoutTexts) {
-    rv_colors_toggle(0);
+    const ColorScope plain(0);
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"error":{"code":7,"data":{"Data":{"a":1}}}})"),
               "[7] \na: 1\n");
 }
 
 TEST(ReplyStatus, OfAnErrorWithEverything) {
-    rv_colors_toggle(0);
+    const ColorScope plain(0);
     EXPECT_EQ(status_of_reply(R"({"jsonrpc":"2.0","id":1,"error":{"code":9003,"message":"Invalid arguments",
                   "data":{"Detail":"two names","Data":{"B.":"9005 Invalid parameter name","A":{"x":[1, null]}}}}})"),
               "[9003] Invalid arguments: two names\nB.: \"9005 Invalid parameter name\"\nA: {\"x\": [1, null]}\n");

@@ -11,7 +11,7 @@
 #include "ravc/cdpath.h"
 #include "ravc/commands/handlers.h"
 #include "ravc/daemon/connections.h"
-#include "rv/colors.h"
+#include "tests/support/color_scope.h"
 #include "tests/support/fake_model.h"
 
 struct Outcome {
@@ -29,7 +29,6 @@ class ShellFixture : public testing::Test {
     explicit ShellFixture(test::Script script = test::answer_from_model()) : daemon_(std::move(script)) {
         connections_init();
         rv_jrpcapi_set_destination(requests_connection(), "", daemon_.destination().c_str(), 2);
-        rv_colors_toggle(0);
     }
     ~ShellFixture() override {
         cdpath_release(&current_path);
@@ -37,7 +36,6 @@ class ShellFixture : public testing::Test {
         current_path = previous_path = cdpath();
         node_cache_release();
         connections_deinit();
-        rv_colors_toggle(1);
     }
 
     // What the interactive shell does first.
@@ -71,6 +69,7 @@ class ShellFixture : public testing::Test {
     test::FakeDaemon daemon_;
 
  private:
+    const ColorScope plain_{0};
     size_t seen_ = 0;
 };
 

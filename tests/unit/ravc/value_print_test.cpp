@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "rv/colors.h"
 #include "tests/support/data_cases.h"
 
 namespace {
