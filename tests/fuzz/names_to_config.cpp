@@ -1,4 +1,6 @@
 // Name lists as a daemon may send them: the tree made of them, and what the client asks of it.
+#include <initializer_list>
+
 #include <jansson.h>
 #include <stddef.h>
 #include <stdint.h>
