@@ -3,6 +3,7 @@
 Client and server are pinned to one processor: unpinned round trips swing by a factor of two.
 """
 import os
+import socket
 import statistics
 import subprocess
 import tempfile
@@ -16,12 +17,12 @@ PIN = ["taskset", "-c", PROCESSOR]
 
 
 @contextmanager
-def server(command, socket):
-    """Runs command, which listens on socket, until the block ends."""
+def server(command, path):
+    """Runs command, which listens on path, until the block ends."""
     process = subprocess.Popen(PIN + command, stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         deadline = time.monotonic() + 10
-        while not Path(socket).exists():
+        while not Path(path).exists():
             if process.poll() is not None or time.monotonic() > deadline:
                 raise SystemExit(f"bench: {command[0]} did not start")
             time.sleep(0.01)
@@ -29,6 +30,30 @@ def server(command, socket):
     finally:
         process.terminate()
         process.wait()
+
+
+@contextmanager
+def table(build, rows):
+    """The socket of a ravd whose model is one table of so many rows, ten parameters each (bench/schema)."""
+    with tempfile.TemporaryDirectory(prefix="rav-bench.") as folder:
+        path = f"{folder}/ravd.sock"
+        ravd = [f"{build}/bin/ravd", "--socket", path, "--schema", f"{SOURCE}/bench/schema", "--state", f"{folder}/state"]
+        with server(ravd, path):
+            fill(path, rows)
+            yield path
+
+
+def fill(path, rows):
+    """Adds rows to the table, a few hundred requests at a time."""
+    with socket.socket(socket.AF_UNIX) as connection:
+        connection.connect(path)
+        replies = connection.makefile("rb")
+        for begin in range(0, rows, 500):
+            count = min(500, rows - begin)
+            connection.sendall(b"".join(b'{"jsonrpc":"2.0","id":%d,"method":"AddObject","params":{"ObjectName":'
+                                        b'"Device.Table."}}\n' % i for i in range(count)))
+            if any(b'"result"' not in replies.readline() for _ in range(count)):
+                raise SystemExit("bench: the table could not be filled")
 
 
 @contextmanager
