@@ -2,6 +2,7 @@
 #include "ravd/model/store.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace ravd {
 
@@ -21,7 +22,7 @@ Record *Table::find(uint32_t number) const {
 Record *Table::add(std::string key) {
     if (last_used_ + 1 >= instance_limit) return nullptr;
     last_used_++;
-    Record &record = *rows_.emplace_back(std::make_unique<Record>(*node_->instance().shape, last_used_));
+    Record &record = *rows_.emplace_back(std::make_unique<Record>(*node_->instance().shape, last_used_, this));
     if (node_->ordered) {
         order_.push_back(last_used_);
         record.index_ = static_cast<uint32_t>(order_.size());
@@ -37,6 +38,7 @@ Record *Table::add(std::string key) {
 void Table::erase(uint32_t number) {
     const auto row = std::ranges::lower_bound(rows_, number, {}, [](const auto &record) { return record->number(); });
     if (keys_) keys_->erase((*row)->key());
+    for (const auto &[slot, value] : (*row)->values_) forget(*node_->instance().shape->parameters[slot], value, **row);
     if (node_->ordered) {
         const size_t place = (*row)->index_ - 1;
         order_.erase(order_.begin() + static_cast<ptrdiff_t>(place));
@@ -60,30 +62,58 @@ void Table::renumber(size_t from, size_t to) {
     for (size_t place = from; place < to; place++) find(order_[place])->index_ = static_cast<uint32_t>(place + 1);
 }
 
+void Table::index(const SchemaNode &parameter, const Value &value, const Record &record) {
+    if (!parameter.unique) return;
+    if (!index_) index_ = std::make_unique<Index>();
+    index_->emplace(unique_hash(parameter, value), &record);
+}
+
+void Table::forget(const SchemaNode &parameter, const Value &value, const Record &record) {
+    if (!parameter.unique) return;
+    const auto [begin, end] = index_->equal_range(unique_hash(parameter, value));
+    index_->erase(std::find_if(begin, end, [&](const auto &each) { return each.second == &record; }));
+}
+
 const Table::Keys &Table::keys() const {
     static const Keys none;
     return keys_ ? *keys_ : none;
 }
 
-Record::Record(const Shape &shape, uint32_t number) : shape_(&shape), number_(number) {
+size_t unique_hash(const SchemaNode &parameter, const Value &value) {
+    std::string text = std::to_string(parameter.slot) + ' ';
+    append_value(text, value);
+    return std::hash<std::string>()(text);
+}
+
+Record::Record(const Shape &shape, uint32_t number, Table *owner) : owner_(owner), number_(number) {
     tables_.reserve(shape.tables.size());
     for (const SchemaNode *table : shape.tables) tables_.emplace_back(*table);
 }
 
-bool Record::is_set(const SchemaNode &parameter) const {
-    return parameter.slot < values_.size() && !std::holds_alternative<std::monostate>(values_[parameter.slot]);
+const Record::Stored *Record::find(const SchemaNode &parameter) const {
+    const auto stored = std::ranges::lower_bound(values_, parameter.slot, {}, &Stored::slot);
+    return stored != values_.end() && stored->slot == parameter.slot ? &*stored : nullptr;
 }
 
 const Value &Record::value(const SchemaNode &parameter) const {
-    return is_set(parameter) ? values_[parameter.slot] : parameter.default_value;
+    const Stored *stored = find(parameter);
+    return stored ? stored->value : parameter.default_value;
 }
 
 void Record::set(const SchemaNode &parameter, Value value) {
-    if (values_.empty()) {
-        values_.reserve(shape_->parameters.size());
-        values_.resize(shape_->parameters.size());
+    const auto stored = std::ranges::lower_bound(values_, parameter.slot, {}, &Stored::slot);
+    const bool known = stored != values_.end() && stored->slot == parameter.slot;
+    const bool unset = std::holds_alternative<std::monostate>(value);
+    if (known ? stored->value == value : unset) return;
+    if (owner_ && known) owner_->forget(parameter, stored->value, *this);
+    if (owner_ && !unset) owner_->index(parameter, value, *this);
+    if (unset) {
+        values_.erase(stored);
+    } else if (known) {
+        stored->value = std::move(value);
+    } else {
+        values_.insert(stored, {parameter.slot, std::move(value)});
     }
-    values_[parameter.slot] = std::move(value);
 }
 
 void Record::keep(const SchemaNode &parameter) {

@@ -1,5 +1,5 @@
 // What is stored under the schema: records of values and tables of instances. One record is the root's; every other
-// one is an instance. A value nobody has set takes no room of its own until a neighbour in its record is set.
+// one is an instance. A value that nobody has set takes no room.
 #pragma once
 
 #include <algorithm>
@@ -56,27 +56,39 @@ class Table {
     // The instance at an index of an ordered object.
     Record &at(uint32_t index) const { return *find(order_[index - 1]); }
     const Keys &keys() const;
+    // Calls visit(record) for every instance whose unique parameter has that value. Takes constant time, or for the
+    // default's value, which instances have without its being set, time with their number.
+    template <typename Visit>
+    void each_holder(const SchemaNode &parameter, const Value &value, Visit visit) const;
 
  private:
+    friend class Record;
+    // Where to look for the records in which a unique parameter is set to a value.
+    using Index = std::unordered_multimap<size_t, const Record *>;
+
     void renumber(size_t from, size_t to);
+    void index(const SchemaNode &parameter, const Value &value, const Record &record);
+    void forget(const SchemaNode &parameter, const Value &value, const Record &record);
 
     const SchemaNode *node_;
     uint32_t last_used_ = 0;
     std::vector<std::unique_ptr<Record>> rows_;  // by number
     std::vector<uint32_t> order_;                // of ordered objects: the numbers in their order
     std::unique_ptr<Keys> keys_;                 // null: no instance has one
+    std::unique_ptr<Index> index_;               // null: no unique value has been set
 };
 
 class Record {
  public:
-    Record(const Shape &shape, uint32_t number);
+    // owner: the table that it is an instance in, which stays where it is; null for the root's.
+    Record(const Shape &shape, uint32_t number, Table *owner = nullptr);
 
     uint32_t number() const { return number_; }  // 0: the root's
     // Of an ordered object's instance: its place, from 1. 0 for all others.
     uint32_t index() const { return index_; }
-    // The value of a parameter of this record's shape: what was set, else the default.
+    // The value of a parameter of this record's shape: what was set, else the default. Lent until the next set().
     const Value &value(const SchemaNode &parameter) const;
-    bool is_set(const SchemaNode &parameter) const;
+    bool is_set(const SchemaNode &parameter) const { return find(parameter) != nullptr; }
     // An unset value takes back what was set.
     void set(const SchemaNode &parameter, Value value);
     // The instances of a multi-instance object of this record's shape.
@@ -96,12 +108,18 @@ class Record {
         std::vector<uint32_t> kept;  // slots
     };
 
-    const Shape *shape_;
+    struct Stored {
+        uint32_t slot;
+        Value value;
+    };
+    const Stored *find(const SchemaNode &parameter) const;
+
+    Table *owner_;
     uint32_t number_;
     uint32_t index_ = 0;
     std::unique_ptr<Live> live_;
-    std::vector<Value> values_;  // by slot; empty until the first one is set
-    std::vector<Table> tables_;  // by slot
+    std::vector<Stored> values_;  // those that are set, by slot
+    std::vector<Table> tables_;   // by slot
 };
 
 template <typename Function>
@@ -110,6 +128,21 @@ void Table::for_each(Function function) const {
         for (const auto &row : rows_) function(*row);
     } else {
         for (const uint32_t number : order_) function(*find(number));
+    }
+}
+
+// Of what is held for the unique parameter.
+size_t unique_hash(const SchemaNode &parameter, const Value &value);
+
+template <typename Visit>
+void Table::each_holder(const SchemaNode &parameter, const Value &value, Visit visit) const {
+    if (value == parameter.default_value) {
+        for (const auto &row : rows_)
+            if (row->value(parameter) == value) visit(*row);
+    } else if (index_) {
+        const auto [begin, end] = index_->equal_range(unique_hash(parameter, value));
+        for (auto each = begin; each != end; ++each)
+            if (each->second->value(parameter) == value) visit(*each->second);
     }
 }
 

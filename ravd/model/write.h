@@ -18,7 +18,8 @@ class Model;
 // pairs: an array of {"Name": text, "Value": any} (the caller has checked that). All values are set or none; the fault
 // is 9003 with every refused pair among its parameters, in their order. raw: a text is taken for every type
 // (convert.h). A value that stays as it was is told to nobody. {"Status": 0}.
-// Takes time with the number of pairs, and for a unique parameter with the number of instances of its table too.
+// Takes time with the number of pairs; for a unique parameter that gets its default other than "" back, with the number
+// of instances of its table too.
 Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result);
 
 // Adds an instance with the defaults, under the lowest number above every one that was ever used in its table. 9005

@@ -33,18 +33,15 @@ class ValueWriting {
     void apply();
 
  private:
-    struct Holders {
-        std::vector<size_t> changes;  // that would give a record the value
-        std::vector<const Record *> records;
-    };
     struct ValueHash {
         size_t operator()(const Value &value) const;
     };
-    using Wanted = std::unordered_map<Value, Holders, ValueHash>;
+    using Wanted = std::unordered_map<Value, std::vector<size_t>, ValueHash>;  // by changes_
 
     Refusal resolve(std::string_view name, Place &place);
     Refusal check(const Place &place, json_t *json, Value &value);
-    void refuse_taken(const Wanted &wanted);
+    void refuse_taken(const Table &table, const SchemaNode &parameter, const Value &value,
+                      const std::vector<size_t> &changes);
     const Value &planned(const Record &record, const SchemaNode &parameter) const;
     bool is_change(const Change &change) const;
     void move(const Change &change);
@@ -58,7 +55,6 @@ class ValueWriting {
 };
 
 size_t ValueWriting::ValueHash::operator()(const Value &value) const {
-    if (const auto *text = std::get_if<std::string>(&value)) return std::hash<std::string>()(*text);
     std::string text;
     append_value(text, value);
     return std::hash<std::string>()(text);
@@ -117,35 +113,33 @@ bool ValueWriting::is_change(const Change &change) const {
     return record->value(*node) != change.value;
 }
 
-// One look at each table for all pairs that go to the same parameter of its instances.
+// Counted as the request leaves it: others may give a value up in it, or take one twice.
 void ValueWriting::check_unique() {
     std::map<std::pair<Table *, const SchemaNode *>, Wanted> tables;
     for (size_t i = 0; i < changes_.size(); i++) {
         const auto &[pair, place, value] = changes_[i];
         const auto *text = std::get_if<std::string>(&value);
         if (!place.node->unique || !place.table || pairs_[pair].second || (text && text->empty())) continue;
-        if (is_change(changes_[i])) tables[{place.table, place.node}][value].changes.push_back(i);
+        if (is_change(changes_[i])) tables[{place.table, place.node}][value].push_back(i);
     }
-    for (auto &[key, wanted] : tables) {
-        const auto &[table, parameter] = key;
-        for (const auto &record : table->by_number()) {
-            const auto found = wanted.find(planned(*record, *parameter));
-            if (found != wanted.end()) found->second.records.push_back(record.get());
-        }
-        refuse_taken(wanted);
-    }
+    for (const auto &[where, wanted] : tables)
+        for (const auto &[value, changes] : wanted) refuse_taken(*where.first, *where.second, value, changes);
 }
 
-void ValueWriting::refuse_taken(const Wanted &wanted) {
-    for (const auto &[value, holders] : wanted) {
-        if (holders.records.size() < 2) continue;
-        for (const size_t i : holders.changes) {
-            const Change &change = changes_[i];
-            const auto other =
-                std::ranges::find_if(holders.records, [&](const Record *each) { return each != change.place.record; });
-            const std::string problem = "is taken by instance " + std::to_string((*other)->number());
-            pairs_[change.pair].second = {9007, complaint(*change.place.node, value, problem)};
-        }
+// changes: those that would give the value to another instance each.
+void ValueWriting::refuse_taken(const Table &table, const SchemaNode &parameter, const Value &value,
+                                const std::vector<size_t> &changes) {
+    std::vector<const Record *> holders;
+    for (const size_t i : changes) holders.push_back(changes_[i].place.record);
+    table.each_holder(parameter, value, [&](const Record &record) {
+        if (planned(record, parameter) == value) holders.push_back(&record);
+    });
+    if (holders.size() < 2) return;
+    for (const size_t i : changes) {
+        const Change &change = changes_[i];
+        const auto other = std::ranges::find_if(holders, [&](auto *each) { return each != change.place.record; });
+        const std::string problem = "is taken by instance " + std::to_string((*other)->number());
+        pairs_[change.pair].second = {9007, complaint(parameter, value, problem)};
     }
 }
 

@@ -221,6 +221,33 @@ TEST_F(StoreTest, InstancesMoveAndTheOthersShift) {
     for (uint32_t index = 1; index <= 5; index++) EXPECT_EQ(table.at(index).index(), index);
 }
 
+TEST_F(StoreTest, HoldersOfAUniqueValueAreFound) {
+    const_cast<SchemaNode &>(parameter(0)).unique = true;
+    Table table(object);
+    const auto holders = [&](int64_t value) {
+        std::string text;
+        table.each_holder(parameter(0), value, [&](const Record &row) { text += std::to_string(row.number()) + " "; });
+        return text;
+    };
+    for (int i = 0; i < 4; i++) table.add();
+    EXPECT_EQ(holders(7), "1 2 3 4 ");  // the default
+    EXPECT_EQ(holders(3), "");
+    table.find(1)->set(parameter(0), int64_t{3});
+    table.find(2)->set(parameter(0), int64_t{4});
+    table.find(3)->set(parameter(1), int64_t{3});
+    EXPECT_EQ(holders(3), "1 ");
+    table.find(2)->set(parameter(0), int64_t{3});
+    EXPECT_EQ(holders(4), "");
+    table.find(1)->set(parameter(0), int64_t{7});
+    EXPECT_EQ(holders(3), "2 ");
+    EXPECT_EQ(holders(7), "1 3 4 ");
+    table.erase(2);
+    EXPECT_EQ(holders(3), "");
+    table.find(1)->set(parameter(0), {});
+    table.erase(1);
+    EXPECT_EQ(holders(7), "3 4 ");
+}
+
 TEST_F(StoreTest, InstancesOfAProviderAreFoundByTheirKeys) {
     Table table(object);
     EXPECT_TRUE(table.keys().empty());
