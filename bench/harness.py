@@ -2,9 +2,11 @@
 
 Client and server are pinned to one processor: unpinned round trips swing by a factor of two.
 """
+import json
 import os
 import socket
 import statistics
+import struct
 import subprocess
 import tempfile
 import time
@@ -14,6 +16,7 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parent.parent
 PROCESSOR = str(max(os.sched_getaffinity(0)))
 PIN = ["taskset", "-c", PROCESSOR]
+BATCH = 500  # requests in a batch
 
 
 @contextmanager
@@ -39,21 +42,35 @@ def table(build, rows):
         path = f"{folder}/ravd.sock"
         ravd = [f"{build}/bin/ravd", "--socket", path, "--schema", f"{SOURCE}/bench/schema", "--state", f"{folder}/state"]
         with server(ravd, path):
-            fill(path, rows)
+            Client(path).fill("Device.Table.", rows)
             yield path
 
 
-def fill(path, rows):
-    """Adds rows to the table, a few hundred requests at a time."""
-    with socket.socket(socket.AF_UNIX) as connection:
-        connection.connect(path)
-        replies = connection.makefile("rb")
-        for begin in range(0, rows, 500):
-            count = min(500, rows - begin)
-            connection.sendall(b"".join(b'{"jsonrpc":"2.0","id":%d,"method":"AddObject","params":{"ObjectName":'
-                                        b'"Device.Table."}}\n' % i for i in range(count)))
-            if any(b'"result"' not in replies.readline() for _ in range(count)):
-                raise SystemExit("bench: the table could not be filled")
+class Client:
+    """One connection: batches of requests, each answered before the next one goes out."""
+
+    def __init__(self, path):
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.sock.connect(path)
+        self.replies = self.sock.makefile("rb")
+
+    def batch(self, method, every):
+        self.sock.sendall(json.dumps([{"jsonrpc": "2.0", "method": method, "params": params, "id": n}
+                                      for n, params in enumerate(every)]).encode() + b"\n")
+        replies = json.loads(self.replies.readline())
+        if any("error" in reply for reply in replies):
+            raise SystemExit(f"bench: {method} failed: {replies}")
+
+    def fill(self, table, count):
+        """Adds so many instances to a table."""
+        for first in range(0, count, BATCH):
+            self.batch("AddObject", [{"ObjectName": table}] * min(BATCH, count - first))
+
+    def resident(self):
+        """Bytes of memory that the daemon occupies."""
+        pid, _, _ = struct.unpack("iII", self.sock.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))
+        lines = Path(f"/proc/{pid}/status").read_text(encoding="ascii").splitlines()
+        return 1024 * next(int(line.split()[1]) for line in lines if line.startswith("VmRSS:"))
 
 
 @contextmanager
