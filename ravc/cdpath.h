@@ -11,9 +11,9 @@ struct cdpath {
     json_t *parents;  // owned array: the objects above node, the nearest first
     bool multi;       // node is a multi-instance object
     bool ordered;     // node is an ordered multi-instance object
-    bool allow_input;  // "#input" may be resolved
-    bool wildcard;     // the way led through a "*"
-    bool owned;        // made by cdpath_copy(), freed by cdpath_release()
+    bool allow_input;           // "#input" may be resolved
+    bool wildcard;              // the way led through a "*"
+    bool owned;                 // made by cdpath_copy(), freed by cdpath_release()
     char path[CDPATH_MAX + 1];  // dotted, without a leading ":" or a closing "."; empty at the root
 };
 
