@@ -16,7 +16,7 @@ namespace {
 std::string relative_name(const SchemaNode &node) {
     std::string name = node.name;
     for (const SchemaNode *at = node.parent; at->parent && !at->is_instance(); at = at->parent)
-        name = at->name + '.' + name;
+        name.insert(0, at->name + '.');
     return name;
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 #include <unordered_map>
 
 #include "ravd/model/check.h"
@@ -38,7 +39,7 @@ class ValueWriting {
     };
     using Wanted = std::unordered_map<Value, std::vector<size_t>, ValueHash>;  // by changes_
 
-    Refusal resolve(std::string_view name, Place &place);
+    std::optional<Place> resolve(std::string_view name, int &code);
     Refusal check(const Place &place, json_t *json, Value &value);
     void refuse_taken(const Table &table, const SchemaNode &parameter, const Value &value,
                       const std::vector<size_t> &changes);
@@ -62,26 +63,33 @@ size_t ValueWriting::ValueHash::operator()(const Value &value) const {
 
 void ValueWriting::plan(const char *name, json_t *json) {
     auto &refusal = pairs_.emplace_back(name, Refusal()).second;
-    Change change{pairs_.size() - 1, {}, {}};
-    refusal = resolve(name, change.place);
-    if (refusal) return;
-    const bool first = named_.emplace(std::pair(change.place.record, change.place.node), changes_.size()).second;
-    refusal = first ? check(change.place, json, change.value) : Refusal{9003, "named twice"};
-    if (first) changes_.push_back(std::move(change));
+    std::optional<Place> place = resolve(name, refusal.code);
+    if (!place) return;
+    if (!named_.emplace(std::pair(place->record, place->node), changes_.size()).second) {
+        refusal = {9003, "named twice"};
+        return;
+    }
+    Change &change = changes_.emplace_back(Change{pairs_.size() - 1, std::move(*place), {}});
+    refusal = check(change.place, json, change.value);
 }
 
-// The parameter that the name leads to, if the viewer may set it.
-Refusal ValueWriting::resolve(std::string_view name, Place &place) {
+// The parameter that the name leads to, if the viewer may set it; else the code of the refusal.
+std::optional<Place> ValueWriting::resolve(std::string_view name, int &code) {
     Path path;
-    if (const int code = reading_.parse(name, path)) return {code, ""};
+    code = reading_.parse(name, path);
+    if (code != 0) return std::nullopt;
     const SchemaNode &node = *path.node;
-    if (!node.is_parameter() || path.closed || path.every_instance) return {9005, ""};
-    std::vector<Place> places = present_places(path, reading_.parts, reading_.sync);
-    if (places.empty()) return {9005, ""};
-    if (node.fixed) return {9008, ""};
-    if (!node.can_write(reading_.viewer.role)) return {9001, ""};
-    place = std::move(places.front());
-    return {};
+    std::vector<Place> places;
+    if (node.is_parameter() && !path.closed && !path.every_instance)
+        places = present_places(path, reading_.parts, reading_.sync);
+    if (places.empty()) {
+        code = 9005;
+    } else if (node.fixed) {
+        code = 9008;
+    } else if (!node.can_write(reading_.viewer.role)) {
+        code = 9001;
+    }
+    return code == 0 ? std::optional(std::move(places.front())) : std::nullopt;
 }
 
 Refusal ValueWriting::check(const Place &place, json_t *json, Value &value) {
@@ -130,6 +138,7 @@ void ValueWriting::check_unique() {
 void ValueWriting::refuse_taken(const Table &table, const SchemaNode &parameter, const Value &value,
                                 const std::vector<size_t> &changes) {
     std::vector<const Record *> holders;
+    holders.reserve(changes.size() + 1);
     for (const size_t i : changes) holders.push_back(changes_[i].place.record);
     table.each_holder(parameter, value, [&](const Record &record) {
         if (planned(record, parameter) == value) holders.push_back(&record);
