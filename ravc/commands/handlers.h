@@ -30,3 +30,24 @@ int process_order(const char *name, json_t *args);
 // commands/attr.cpp: by name for paths of the shell, by method for names as the daemon knows them.
 int process_attr(const char *name, json_t *args);
 int process_attr_by_method(const char *name, json_t *args);
+
+// commands/login.cpp: login_if_guest is always 0.
+int process_login(const char *name, json_t *args);
+int process_logout(const char *name, json_t *args);
+int process_login_if_guest(const char *name, json_t *args);
+
+// commands/screen.cpp: always 0.
+int process_clear(const char *name, json_t *args);
+int process_pwd(const char *name, json_t *args);
+
+// commands/color.cpp
+int process_color(const char *name, json_t *args);
+
+// shell/help.cpp: always 0.
+int process_help(const char *name, json_t *args);
+
+// shell/opt.cpp
+int process_opt(const char *name, json_t *args);
+
+// shell/record.cpp
+int process_record(const char *name, json_t *args);

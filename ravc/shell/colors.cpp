@@ -3,7 +3,7 @@
 
 namespace {
 
-rv_hsv color_table[COLOR_ENTRIES] = {
+rv_hsv colors[COLOR_ENTRIES] = {
     {0, 100, 100},   // root-prompt
     {220, 78, 100},  // prompt
     {50, 100, 55},   // autocomplete: also the colour of values
@@ -13,5 +13,5 @@ rv_hsv color_table[COLOR_ENTRIES] = {
 }  // namespace
 
 rv_hsv color_of(ColorEntry entry) {
-    return color_table[entry];
+    return colors[entry];
 }

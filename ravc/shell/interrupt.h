@@ -1,0 +1,19 @@
+// Ctrl-C. SIGINT stays blocked in the main thread and is let in only while the library waits (rv/wait.h): the handler
+// jumps out of a wait or not at all. This is the only file with a jump.
+#pragma once
+
+// Blocks SIGINT from here on; for the interactive shell, before its first wait.
+void interrupt_init();
+
+// Puts the idle handler in place: a SIGINT ends the present wait and is noted.
+void interrupt_idle();
+// Whether a SIGINT was noted since the last call.
+bool interrupt_taken();
+
+// Runs command(context) so that Ctrl-C abandons it: then what its frames held stays as it is, no destructor runs.
+// Returns true when it ran to its end, false when it was abandoned. SIGINT has its default action afterwards, and one
+// that is still pending is used up. Does nothing and returns true while a command runs already.
+bool run_command(void (*command)(void *context), void *context);
+
+// For long loops without a wait: a SIGINT that is pending is let in here.
+void interrupt_checkpoint();
