@@ -27,6 +27,15 @@ else()
   target_link_libraries(rav_jansson INTERFACE PkgConfig::JANSSON)
 endif()
 
+# GNU readline, and the part of ncurses that it draws with, likewise.
+add_library(rav_readline INTERFACE)
+if(RAV_LINK_IN)
+  target_include_directories(rav_readline INTERFACE ${READLINE_INCLUDE_DIRS})
+  target_link_libraries(rav_readline INTERFACE -l:libreadline.a -l:libtinfo.a)
+else()
+  target_link_libraries(rav_readline INTERFACE PkgConfig::READLINE)
+endif()
+
 # Links the C++ library into a program where that is asked for.
 function(rav_link_in target)
   if(RAV_LINK_IN)

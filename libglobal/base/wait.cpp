@@ -33,7 +33,7 @@ int64_t rv_deadline(int timeout_ms) {
 int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    sigdelset(&mask, SIGINT);
+    for (const int number : {SIGINT, SIGTSTP, SIGCONT, SIGWINCH}) sigdelset(&mask, number);
     if (deadline == RV_NO_DEADLINE) return ppoll(fds, count, nullptr, &mask);
     const int64_t left = std::max<int64_t>(deadline - rv_now_ms(), 0);
     const timespec span{.tv_sec = left / 1000, .tv_nsec = left % 1000 * 1000000};

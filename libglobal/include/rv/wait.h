@@ -1,5 +1,6 @@
 // Waiting. Everything in these libraries that waits, waits here: SIGINT may be blocked everywhere else and is let in
 // only while one of these functions sleeps, so that a handler can jump out of it and never out of malloc() or printf().
+// So are SIGTSTP, SIGCONT and SIGWINCH, which the line editor blocks while it draws (rv/rl.h).
 // Frames below a call must therefore hold plain data only. Nothing here prints, but see rv_jrpcapi_show_events().
 #pragma once
 
