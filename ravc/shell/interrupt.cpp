@@ -1,0 +1,97 @@
+// The handlers, and the one jump of the program. Both SIGINT handlers run inside a wait or a checkpoint only, where no
+// lock is held and nothing is half written; so the jump may leave any frame behind, at the price of what it held.
+#include "ravc/shell/interrupt.h"
+
+#include <setjmp.h>
+#include <signal.h>
+
+namespace {
+
+sigjmp_buf command_jump;
+volatile sig_atomic_t command_running, taken, ending;
+
+// That poll() returns with EINTR is all that has to happen; the note is for whoever waited for something else.
+void on_sigint_idle(int) {
+    taken = 1;
+}
+
+void on_sigint_command(int) {
+    if (!command_running) return;
+    command_running = 0;
+    siglongjmp(command_jump, 1);
+}
+
+// This one may come at any moment. Its SIGINT is delivered at once in a wait, which it thereby ends, and stays pending
+// until the next wait elsewhere; so none is missed and none harms.
+void on_end(int number) {
+    ending = number;
+    raise(SIGINT);
+}
+
+void set_action(int number, void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
+void end_in_good_order_on(int number) {
+    struct sigaction present;
+    if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) set_action(number, on_end);
+}
+
+sigset_t only_sigint() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    return set;
+}
+
+// Returns true when command ran to its end.
+bool run_or_jump(void (*command)(void *), void *context) {
+    if (sigsetjmp(command_jump, 1) != 0) return false;
+    command_running = 1;
+    command(context);
+    return true;
+}
+
+}  // namespace
+
+void interrupt_init() {
+    const sigset_t interrupt = only_sigint();
+    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+    end_in_good_order_on(SIGHUP);
+    end_in_good_order_on(SIGTERM);
+}
+
+void interrupt_idle() {
+    set_action(SIGINT, on_sigint_idle);
+}
+
+bool interrupt_taken() {
+    const bool was = taken;
+    taken = 0;
+    return was;
+}
+
+int interrupt_ending() {
+    return ending;
+}
+
+bool run_command(void (*command)(void *), void *context) {
+    if (command_running) return true;
+    set_action(SIGINT, on_sigint_command);
+    const bool finished = run_or_jump(command, context);
+    command_running = 0;
+    set_action(SIGINT, SIG_IGN);  // throws away one that is pending
+    set_action(SIGINT, SIG_DFL);
+    return finished;
+}
+
+void interrupt_checkpoint() {
+    sigset_t pending;
+    if (sigpending(&pending) < 0 || !sigismember(&pending, SIGINT)) return;
+    const sigset_t interrupt = only_sigint();
+    pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);  // its handler runs before this returns
+    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+}
