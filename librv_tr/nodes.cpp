@@ -29,7 +29,8 @@ json_t *child(const json_t *node, std::string_view name) {
 }  // namespace
 
 json_t *rv_tr_dm_node_attr_get(const json_t *node) {
-    return json_object_get(node, "#attr");
+    json_t *attributes = json_object_get(node, "#attr");
+    return json_is_object(attributes) ? attributes : nullptr;
 }
 
 json_t *rv_tr_dm_node_default_get(const json_t *node) {

@@ -58,7 +58,7 @@ int step_into(cdpath *p, json_t *child, const char *name) {
     return cdpath_enter(p, child, name, rv_tr_dm_node_is_multi(child), rv_tr_dm_node_is_ordered(child));
 }
 
-// A missing template is entered as a null node; whatever comes after fails.
+// A missing template is entered as a null node; no step leads on from there but "-".
 int step_into_template(cdpath *p, const char *token) {
     if (token[1]) return -1;
     json_t *child = cdpath_child(p, "#template");
@@ -76,7 +76,6 @@ const char *known_spelling(json_t *node, const char *name) {
 
 // The spelling is chosen before the level is fetched, so a level seen for the first time is matched exactly: intended.
 int step_into_child(cdpath *p, const char *token) {
-    if (!p->node) return -1;
     char name[CDPATH_MAX + 1];  // a copy: fetching replaces the cache's keys
     if (snprintf(name, sizeof name, "%s", known_spelling(p->node, token)) > CDPATH_MAX) return -1;
     json_t *child = cdpath_child(p, name);
@@ -84,6 +83,7 @@ int step_into_child(cdpath *p, const char *token) {
 }
 
 int step(cdpath *p, const char *token) {
+    if (!p->node && *token != '-') return -1;
     switch (*token) {
         case '#':
             return p->allow_input && strcmp(token, "#input") == 0 ? step_into_child(p, token) : -1;
@@ -131,6 +131,7 @@ void cdpath_release(cdpath *p) {
 }
 
 int cdpath_enter(cdpath *p, json_t *child, const char *name, bool multi, bool ordered) {
+    if (!p->node) return -1;
     const size_t length = p->node == node_cache_root ? 0 : strlen(p->path);
     if (length + (length > 0) + strlen(name) > CDPATH_MAX) return -1;
     snprintf(p->path + length, sizeof p->path - length, "%s%s", length > 0 ? "." : "", name);
@@ -157,16 +158,26 @@ int cdpath_resolve(cdpath *p, const char *text) {
     return result;
 }
 
-int cdpath_relocate(cdpath *p) {
-    char text[CDPATH_MAX + 1];
-    memcpy(text, p->path, sizeof text);
-    cdpath_reset(p);
+int cdpath_locate(cdpath *p, const char *path) {
+    char names[CDPATH_MAX + 1];
+    if (snprintf(names, sizeof names, "%s", path) > CDPATH_MAX) return -1;
+    cdpath found = {};
+    cdpath_reset(&found);
     char *rest = nullptr;
-    for (const char *name = strtok_r(text, ".", &rest); name; name = strtok_r(nullptr, ".", &rest)) {
-        json_t *child = cdpath_child(p, name);
-        if (child && step_into(p, child, name) == 0) continue;
-        cdpath_reset(p);
-        return -1;
+    int result = 0;
+    for (const char *name = strtok_r(names, ".", &rest); name && result == 0; name = strtok_r(nullptr, ".", &rest)) {
+        json_t *child = cdpath_child(&found, name);
+        result = child ? step_into(&found, child, name) : -1;
     }
-    return 0;
+    // Put in place here, with no wait between: an abandoned walk leaves p as it was.
+    if (result == 0) {
+        const bool owned = p->owned;
+        p->owned = false;  // the record goes on living
+        cdpath_release(p);
+        *p = found;
+        p->owned = owned;
+    } else {
+        cdpath_release(&found);
+    }
+    return result;
 }

@@ -28,7 +28,8 @@ void cdpath_reset(cdpath *p);
 // Drops what p holds, and frees it where cdpath_copy() allocated it; p is empty then.
 void cdpath_release(cdpath *p);
 
-// Steps down into child, which may be null, under name. Returns 0, or -1 with p unchanged when the text would not fit.
+// Steps down into child, which may be null, under name. Returns 0, or -1 with p unchanged when the text would not fit
+// or p's own node is null.
 int cdpath_enter(cdpath *p, json_t *child, const char *name, bool multi, bool ordered);
 
 // Walks a typed path from p: names, instance numbers, "<" up, "-" to the previous path (which is printed), "*" into the
@@ -36,5 +37,6 @@ int cdpath_enter(cdpath *p, json_t *child, const char *name, bool multi, bool or
 // p where the walk stopped; -2 for a null text. Always resolve on a copy.
 int cdpath_resolve(cdpath *p, const char *text);
 
-// Walks p from the root to where its own text leads in the present cache. Returns 0, or -1 with p at the root.
-int cdpath_relocate(cdpath *p);
+// Puts p where path, a record's text, leads in the present cache. Returns 0, or -1 with p as it was. May not return:
+// Ctrl-C can abandon it, and then leaves p as it was.
+int cdpath_locate(cdpath *p, const char *path);

@@ -1,6 +1,9 @@
 // Fetching levels, and finding children in them.
 #include "ravc/cache/node_cache.h"
 
+#include <algorithm>
+#include <initializer_list>
+
 #include <stdio.h>
 #include <string.h>
 
@@ -62,10 +65,14 @@ void add_instances(json_t *level, const char *path) {
     }
 }
 
-// Whether more than its own attributes is known of a node. A level that could not be fetched is not known.
-bool is_known(const json_t *node) {
-    const size_t own = (json_object_get(node, "#attr") ? 1 : 0) + (json_object_get(node, "#fetched") ? 1 : 0);
-    return json_object_size(node) > own;
+// Whether node has as many of keys as it has members.
+bool has_only(const json_t *node, std::initializer_list<const char *> keys) {
+    const auto is_member = [node](const char *key) { return json_object_get(node, key) != nullptr; };
+    return static_cast<size_t>(std::count_if(keys.begin(), keys.end(), is_member)) == json_object_size(node);
+}
+
+bool is_known(const cdpath *p) {
+    return !has_only(p->node, {"#attr"}) && !node_cache_failed(p);
 }
 
 // Makes object's attributes the very object that model has, where the two are equal.
@@ -91,7 +98,7 @@ void node_cache_absorb_info(json_t *object, const json_t *model) {
         if (!json_is_object(child) || strcmp(key, "#attr") == 0) continue;
         const bool is_instance = rv_tr_is_instance_number(key);
         node_cache_absorb_info(child, is_instance ? instance_model : json_object_get(model, key));
-        if (is_instance && !is_known(instance_model)) instance_model = child;
+        if (is_instance && has_only(instance_model, {"#attr"})) instance_model = child;
     }
 }
 
@@ -102,6 +109,7 @@ int node_cache_fetch(cdpath *p) {
     json_object_set_new(level, "#fetched", json_true());
     if (p->multi) add_instances(level, path.text);
     if (p->ordered) json_object_set_new(level, "order", json_pack("{s:b}", "#fetched", 1));
+    if (p->node && p->node == node_cache_root) json_object_del(level, "DataModelVersion");
     if (!p->node) p->node = p->held = json_object();
     // Built aside and put in place here, with no wait between: an abandoned fetch leaves the node as it was.
     json_object_clear(p->node);
@@ -112,18 +120,32 @@ int node_cache_fetch(cdpath *p) {
 json_t *cdpath_child(cdpath *p, const char *name) {
     if (!p->node) return nullptr;
     const bool is_number = rv_tr_is_instance_number(name);
-    if (!is_known(p->node) || (p->multi && is_number && !json_object_get(p->node, name))) node_cache_fetch(p);
+    if (!is_known(p) || (p->multi && is_number && !json_object_get(p->node, name))) node_cache_fetch(p);
     json_t *child = json_object_get(p->node, name);
     return !child && is_number ? json_object_get(p->node, "#template") : child;
 }
 
+bool node_cache_is_parameter(const char *path, const json_t *node) {
+    if (rv_tr_dm_node_attr_get(node)) return rv_tr_dm_type_is_parameter(rv_tr_dm_node_type_get(node));
+    const char *dot = strrchr(path, '.');
+    return strcmp(dot ? dot + 1 : path, "order") == 0;
+}
+
+bool node_cache_failed(const cdpath *p) {
+    return json_object_get(p->node, "#fetched") && has_only(p->node, {"#fetched", "order"}) &&
+           !node_cache_is_parameter(p->path, p->node);
+}
+
 void node_cache_rebuild() {
+    char previous[CDPATH_MAX + 1];
+    memcpy(previous, previous_path.path, sizeof previous);
     node_cache_release();
     node_cache_root = json_object();
+    // Both are in the new tree before the first wait: an abandoned rebuild leaves neither in the old one.
     cdpath_reset(&current_path);
+    cdpath_reset(&previous_path);
     node_cache_fetch(&current_path);
-    json_object_del(node_cache_root, "DataModelVersion");
-    cdpath_relocate(&previous_path);
+    cdpath_locate(&previous_path, previous);
 }
 
 void node_cache_release() {

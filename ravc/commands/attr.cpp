@@ -20,7 +20,7 @@ json_t *fetch_attributes(const char *name) {
     return json_incref(json_object_get(json_array_get(list, 0), "Attributes"));
 }
 
-// What the cache knows, where the daemon gave nothing: a new reference.
+// What the cache knows, where the daemon gave nothing: a new reference, or null.
 json_t *denied_attributes(const json_t *node) {
     json_t *attributes = json_deep_copy(rv_tr_dm_node_attr_get(node));
     json_object_set_new(attributes, "access", json_string("Denied"));

@@ -8,6 +8,16 @@
 #include "ravc/commands/handlers.h"
 #include "ravc/commands/target.h"
 
+namespace {
+
+// The path of that many levels up, as a new argument array. Its text is gone before anything waits.
+json_t *steps_up(long levels) {
+    const std::string steps(static_cast<size_t>(levels), '<');
+    return json_pack("[s]", steps.c_str());
+}
+
+}  // namespace
+
 int process_cd(const char *name, json_t *args) {
     if (json_array_size(args) > 1) {
         printf("syntax: %s [<path>]", name);  // without a newline: intended
@@ -35,7 +45,6 @@ int process_up(const char *name, json_t *args) {
     const long asked = strtol(argument ? argument : "1", nullptr, 10);
     // One level above the root is the root: more need not be walked.
     const long levels = std::min(asked == 0 ? 1 : asked, static_cast<long>(json_array_size(current_path.parents)) + 1);
-    const std::string steps(static_cast<size_t>(std::max(levels, 0L)), '<');
-    json_auto_t *path = json_pack("[s]", steps.c_str());
+    json_auto_t *path = steps_up(std::max(levels, 0L));
     return process_cd(name, path);
 }

@@ -12,7 +12,8 @@ int process_cat(const char *name, json_t *args);
 int process_cd(const char *name, json_t *args);
 int process_up(const char *name, json_t *args);
 
-// commands/ls.cpp: takes its options out of args.
+// commands/ls.cpp: takes its options out of args. Without a node cache paths go out as typed, and the long form of one
+// that the daemon does not have is an empty table with result 0.
 int process_ls(const char *name, json_t *args);
 
 // commands/set.cpp: 0 once a request was sent. The request is a raw one under any other name than "set".
@@ -27,7 +28,8 @@ int process_take(const char *name, json_t *args);
 int process_del(const char *name, json_t *args);
 int process_order(const char *name, json_t *args);
 
-// commands/attr.cpp: by name for paths of the shell, by method for names as the daemon knows them.
+// commands/attr.cpp: by name for paths of the shell, by method for names as the daemon knows them. By name, a node
+// whose attributes neither the daemon gives nor the cache knows shows as a sheet that can't be read, with result 0.
 int process_attr(const char *name, json_t *args);
 int process_attr_by_method(const char *name, json_t *args);
 

@@ -31,11 +31,11 @@ int resolve_or_say(const char *command, cdpath *target, const char *path) {
     return -1;
 }
 
-// The name of the object that AddObject and DeleteObject are sent with.
-const char *object_name(const cdpath *target, const char *typed, TargetName *room) {
+// The name that DeleteObject is sent with: the root's is empty, as no object can be deleted by it.
+const char *deleted_name(const cdpath *target, const char *typed, TargetName *room) {
     if (!target->node) return typed;
-    *room = target_object_name(target);
-    if (target_is_parameter(target)) room->text[strlen(target->path)] = '\0';
+    const bool closed = !target_is_parameter(target) && rv_tr_path_is_full(target->path);
+    snprintf(room->text, sizeof room->text, "%s%s", target->path, closed ? "." : "");
     return room->text;
 }
 
@@ -84,7 +84,7 @@ int process_del(const char *name, json_t *args) {
     target_auto_t target = target_here();
     if (resolve_or_say(name, &target, path) < 0) return -1;
     TargetName room;
-    message_auto_t *msg = rv_jrpcmsg_cmd_delete_object(object_name(&target, path, &room));
+    message_auto_t *msg = rv_jrpcmsg_cmd_delete_object(deleted_name(&target, path, &room));
     return send_and_report(msg);
 }
 

@@ -11,12 +11,6 @@
 
 namespace {
 
-// The pseudo-parameter of ordered objects is known by its name alone.
-bool is_parameter(const char *name, const json_t *node) {
-    return rv_tr_dm_type_is_parameter(rv_tr_dm_node_type_get(node)) ||
-           (!rv_tr_dm_node_attr_get(node) && strcmp(name, "order") == 0);
-}
-
 bool is_read_only(const json_t *node) {
     const char *access = json_string_value(json_object_get(rv_tr_dm_node_attr_get(node), "access"));
     return access && strcmp(access, "readOnly") == 0;
@@ -25,7 +19,7 @@ bool is_read_only(const json_t *node) {
 bool is_wanted(const char *name, const json_t *node, const char *prefix, int options) {
     if (*name == '#') return false;
     if ((options & LIST_FILTER) && prefix && strncasecmp(name, prefix, strlen(prefix)) != 0) return false;
-    if (!is_parameter(name, node)) return true;
+    if (!node_cache_is_parameter(name, node)) return true;
     return !(options & LIST_OBJECTS) && !((options & LIST_WRITABLE) && is_read_only(node));
 }
 
@@ -34,14 +28,14 @@ json_t *entry(const char *name, const json_t *node, const char *prefix, int opti
     if (options & LIST_ABSOLUTE) text += ':';
     if (prefix && !(options & LIST_FILTER)) text.append(prefix).append(".");
     text += name;
-    if ((options & LIST_DOTS) && !is_parameter(name, node) && !text.ends_with('.')) text += '.';
+    if ((options & LIST_DOTS) && !node_cache_is_parameter(name, node) && !text.ends_with('.')) text += '.';
     return json_string(text.c_str());
 }
 
 }  // namespace
 
 json_t *list_children(cdpath *place, const char *prefix, int options) {
-    if (!json_is_true(json_object_get(place->node, "#fetched"))) node_cache_fetch(place);
+    if (!json_is_true(json_object_get(place->node, "#fetched")) || node_cache_failed(place)) node_cache_fetch(place);
     json_t *list = json_array();
     const char *name;
     json_t *node;

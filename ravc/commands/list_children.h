@@ -14,5 +14,5 @@ enum {
 };
 
 // The children of place as a new array of strings, in the cache's order; the level is fetched where it has not been
-// yet. prefix, where given and no filter, stands in front of each, followed by ".". Prints nothing.
+// yet, or in vain. prefix, where given and no filter, stands in front of each, followed by ".". Prints nothing.
 json_t *list_children(cdpath *place, const char *prefix, int options);

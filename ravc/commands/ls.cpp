@@ -58,7 +58,7 @@ Row make_row(const std::string &name, const json_t *attributes) {
                  &type);
     format_range(RANGE_LENGTH, json_object_get(attributes, "minLength"), json_object_get(attributes, "maxLength"),
                  &type);
-    return {bounded(type, 49), attributes ? (is_set(attributes, "const") ? "RO" : "RW") : "-",
+    return {bounded(type, 49), json_is_object(attributes) ? (is_set(attributes, "const") ? "RO" : "RW") : "-",
             bounded(text_of(attributes, "perms", ""), 19), bounded(flags_of(attributes), 19), bounded(name, 256)};
 }
 
@@ -107,12 +107,12 @@ void print_table(const std::vector<Row> &rows) {
     }
 }
 
-int list_long(const cdpath *place) {
-    const TargetName name = target_object_name(place);
-    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[s]", name.text), 1);
+int list_long(const char *path) {
+    json_t *name = json_sprintf("%s%s", path, rv_tr_path_is_partial(path) ? "" : ".");
+    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[o]", name), 1);
     send_request(msg, NO_TIMEOUT);
     // A failure shows as a table without rows.
-    print_table(ls_repack_list(json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList"), place->path));
+    print_table(ls_repack_list(json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList"), path));
     return 0;
 }
 
@@ -145,17 +145,19 @@ int take_as_typed(cdpath *place, const char *path) {
     memcpy(place->path, path, length);
     place->path[length] = '\0';
     node_cache_fetch(place);
-    return rv_tr_dm_node_attr_get(place->node) ? 0 : -1;
+    return json_object_get(place->node, "#attr") ? 0 : -1;
 }
 
 int ls_one(const char *command, const char *path, int options) {
     target_auto_t place = target_here();
-    const int result = place.node ? target_resolve(&place, path) : take_as_typed(&place, path ? path : ".");
-    if (result < 0) {
-        printf("%s: %s: no such node\n", command, path ? path : ".");
+    const bool as_typed = !place.node;
+    const char *typed = path ? path : ".";
+    if (as_typed && (options & LS_LONG)) return list_long(typed);
+    if ((as_typed ? take_as_typed(&place, typed) : target_resolve(&place, path)) < 0) {
+        printf("%s: %s: no such node\n", command, typed);
         return -1;
     }
-    return options & LS_LONG ? list_long(&place) : list_short(&place, path, options);
+    return options & LS_LONG ? list_long(place.path) : list_short(&place, path, options);
 }
 
 // Takes the words that begin with "-" out of args; letters that mean nothing are passed over.

@@ -23,7 +23,7 @@ int target_resolve(cdpath *target, const char *text) {
 }
 
 bool target_is_parameter(const cdpath *target) {
-    return target->node != node_cache_root && rv_tr_dm_type_is_parameter(rv_tr_dm_node_type_get(target->node));
+    return target->node != node_cache_root && node_cache_is_parameter(target->path, target->node);
 }
 
 TargetName target_object_name(const cdpath *target) {

@@ -65,7 +65,7 @@ std::string below(const std::string &name) {
 
 bool is_or_is_below(const Node &node, const std::string &name, int depth) {
     const std::string path(node.name);
-    if (path == name || path == name + ".") return true;
+    if (path == name || path == name + "." || path + "." == name) return true;
     const std::string prefix = below(name.ends_with('.') ? name : name + ".");
     if (depth == 0 || path == "." || !path.starts_with(prefix)) return false;
     const size_t dot = path.find('.', prefix.size());
@@ -118,9 +118,10 @@ void answer(Peer &peer, const std::string &request, const json_t *names, int dep
 
 }  // namespace
 
-Script answer_from_model() {
-    return [](Peer &peer) {
+Script answer_from_model(Intercept intercept) {
+    return [intercept = std::move(intercept)](Peer &peer) {
         while (const auto request = peer.request()) {
+            if (intercept && intercept(peer, *request)) continue;
             const std::string method = method_of(*request);
             json_t *params = json_loads(params_of(*request).c_str(), 0, nullptr);
             const json_t *names = json_object_get(params, "ParameterNames");

@@ -13,7 +13,9 @@
 namespace test {
 
 // Answers GetParameterNames, GetParameterValues and GetParameterAttributes from the model above, AddObject with the
-// instance number 7, anything else with {}. A name that the model lacks gets error 9005.
-Script answer_from_model();
+// instance number 7, anything else with {}. A name that the model lacks gets error 9005. intercept is asked first: true
+// when it has dealt with a request itself.
+using Intercept = std::function<bool(Peer &peer, const std::string &request)>;
+Script answer_from_model(Intercept intercept = {});
 
 }  // namespace test

@@ -43,7 +43,7 @@ def test_ls_long(ravc):
         ["string", "RO", "rwrwr-", "-", "Fixed"],
         ["boolean", "RW", "rwrwr-", "-", "Flag"],
         ["string(8)", "RW", "rwrwr-", "-", "Text"]]
-    assert outcome(ravc("-r", "ls", "--", "-l", "Nope.")) == (255, "ls: Nope.: no such node\n")
+    assert outcome(ravc("-r", "ls", "--", "-l", "Nope.")) == (0, "Type  Access  Perms  Flags  Name\n")
 
 
 def test_attr_by_method(ravc):

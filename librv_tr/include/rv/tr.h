@@ -55,7 +55,7 @@ int rv_tr_dm_type_is_parameter(int type);
 // The numeric base that integers of the node are shown in: 2, 8, 10 or 16; 10 when the schema gives none.
 int rv_tr_dm_node_get_base(const json_t *node);
 
-// The node's schema attributes, "#attr": borrowed, null when it has none.
+// The node's schema attributes, the object "#attr": borrowed, null when it has none.
 json_t *rv_tr_dm_node_attr_get(const json_t *node);
 // The node's default value, "#attr"."default": borrowed, null when the schema gives none.
 json_t *rv_tr_dm_node_default_get(const json_t *node);

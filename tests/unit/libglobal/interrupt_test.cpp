@@ -1,50 +1,20 @@
 // Waits that a signal ends: by an interrupted call, and by a jump out of the handler.
+#include "tests/support/interrupt.h"
+
 #include <gtest/gtest.h>
-#include <setjmp.h>
-#include <signal.h>
 
 #include "tests/support/fake_daemon.h"
 #include "tests/unit/libglobal/client.h"
 
 namespace {
 
+using test::BlockedInterrupt;
 using test::Client;
 using test::FakeDaemon;
 using test::Peer;
 
-// SIGINT handled and blocked, as in a shell, for as long as the object lives.
-class BlockedInterrupt {
- public:
-    explicit BlockedInterrupt(void (*handler)(int)) {
-        struct sigaction action = {};
-        action.sa_handler = handler;
-        sigaction(SIGINT, &action, &before_);
-        sigset_t interrupt;
-        sigemptyset(&interrupt);
-        sigaddset(&interrupt, SIGINT);
-        pthread_sigmask(SIG_BLOCK, &interrupt, &mask_);
-    }
-    ~BlockedInterrupt() {
-        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-        sigaction(SIGINT, &before_, nullptr);
-    }
-    BlockedInterrupt(const BlockedInterrupt &) = delete;
-    BlockedInterrupt &operator=(const BlockedInterrupt &) = delete;
-
- private:
-    struct sigaction before_ = {};
-    sigset_t mask_ = {};
-};
-
-// Lets the handler of SIGINT jump out of the wait that a script's kill() interrupts.
-sigjmp_buf jump;
-
-void jump_out(int) {
-    siglongjmp(jump, 1);
-}
-
 TEST(Interrupt, AJumpOutOfAWaitLeavesAConnectionThatGoesOn) {
-    const BlockedInterrupt interrupt(jump_out);
+    const BlockedInterrupt interrupt(test::jump_out);
     const pthread_t main_thread = pthread_self();
     FakeDaemon daemon([&](Peer &peer) {
         for (int i = 0; i < 50; i++) {
@@ -63,7 +33,7 @@ TEST(Interrupt, AJumpOutOfAWaitLeavesAConnectionThatGoesOn) {
         const auto abandoned = test::request("Abandoned");
         volatile int jumps = 0;
         while (jumps < 50) {
-            if (sigsetjmp(jump, 1) == 0) {
+            if (sigsetjmp(test::jump, 1) == 0) {
                 rv_jrpcapi_exec(client, abandoned.get());
                 ADD_FAILURE() << "no jump";
             }

@@ -73,7 +73,17 @@ TEST_F(Cdpath, AsteriskEntersTheTemplate) {
 
 TEST_F(Cdpath, AsteriskWithoutATemplateLeadsNowhere) {
     EXPECT_EQ(cd({"Device.DeviceInfo.*"}), (Outcome{-2, "cd: Device.DeviceInfo.*: no such node\n"}));
-    EXPECT_EQ(cd({"Device.DeviceInfo.*.HostName"}).result, -2);
+    for (const char *path : {"*.HostName", "*.*", "*.*.<", "*.<"})
+        EXPECT_EQ(cd({std::string("Device.DeviceInfo.") + path}).result, -2) << path;
+    cdpath p;
+    cdpath_copy(&p, &current_path);
+    EXPECT_EQ(cdpath_resolve(&p, "Device.DeviceInfo.*.*"), -1);
+    EXPECT_EQ(p.node, nullptr);
+    EXPECT_EQ(cdpath_enter(&p, node_cache_root, "x", false, false), -1);
+    EXPECT_STREQ(p.path, "Device.DeviceInfo.#template");
+    cdpath_release(&p);
+    cd({"Device.IP"});
+    EXPECT_EQ(cd({":Device.DeviceInfo.*.-"}), (Outcome{0, ":\n"}));  // the previous path is always there to go to
 }
 
 TEST_F(Cdpath, ArgumentsOfMethodsAreForThoseWhoAllowThem) {
@@ -113,7 +123,11 @@ TEST_F(Cdpath, EmptyElementsVanish) {
 TEST_F(Cdpath, InstanceThatIsNotThereResolvesToTheTemplate) {
     EXPECT_EQ(after({"Device.IP.Interface.7"}), "Device.IP.Interface.7");
     EXPECT_EQ(cd({":Device.IP.Interface.abc"}).result, -2);
+    sent();
     EXPECT_EQ(cd({":Device.IP.Interface.123456789012345678901"}).result, -2);  // 21 digits are no number
+    EXPECT_EQ(sent(), Sent{});
+    EXPECT_EQ(cd({":Device.IP.Interface.12345678901234567890"}), quiet);
+    EXPECT_EQ(sent().size(), 3U);
 }
 
 TEST_F(Cdpath, TooManyArgumentsGetSyntaxWithoutANewline) {
@@ -135,10 +149,13 @@ TEST_F(Cdpath, UpCountsLevels) {
     EXPECT_EQ(up({"99999999999999999999"}), "");
 }
 
+TEST_F(Cdpath, UpByNothingStillMakesThePathThePreviousOne) {
+    cd({"Device.IP"});
+    EXPECT_EQ(run(process_up, "up", {"-1"}), quiet);
+    EXPECT_EQ(cd({"-"}), (Outcome{0, ":Device.IP\n"}));
+}
+
 TEST_F(Cdpath, PathThatDoesNotFitIsRefused) {
-    std::string path = "Device.IP.Interface";
-    while (path.size() + 21 <= CDPATH_MAX) path += ".12345678901234567890";
-    // Each number resolves to a template only one level deep, so lengths are tried on the record itself.
     cdpath p;
     cdpath_copy(&p, &current_path);
     const std::string fits(CDPATH_MAX, 'a');
@@ -152,6 +169,19 @@ TEST_F(Cdpath, PathThatDoesNotFitIsRefused) {
     json_decref(child);
     cdpath_release(&p);
     EXPECT_EQ(cd({std::string(10 * CDPATH_MAX, 'x')}).result, -2);
+}
+
+TEST_F(Cdpath, TypedStepsGoAsFarAsThePathFits) {
+    const std::string first(100, 'a'), second(100, 'b'), fits(56, 'c'), too_long(57, 'd');
+    json_object_set_new(node_cache_root, first.c_str(),
+                        json_pack("{s:b, s:{s:b, s:{}, s:{}}}", "#fetched", 1, second.c_str(), "#fetched", 1,
+                                  fits.c_str(), too_long.c_str()));
+    EXPECT_EQ(after({first + "." + second + "." + fits}), first + "." + second + "." + fits);
+    EXPECT_EQ(here().size(), size_t{CDPATH_MAX});
+    EXPECT_EQ(cd({"<." + too_long}).result, -2);
+    EXPECT_EQ(after({"<"}), first + "." + second);
+    EXPECT_EQ(cd({too_long}).result, -2);
+    EXPECT_EQ(sent(), Sent{});
 }
 
 TEST_F(Cdpath, NullsAreRefused) {

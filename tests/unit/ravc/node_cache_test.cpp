@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "ravc/commands/list_children.h"
+#include "tests/support/interrupt.h"
 #include "tests/unit/ravc/shell_fixture.h"
 
 namespace {
@@ -118,6 +119,94 @@ TEST_F(NodeCache, FailedFetchLeavesALevelThatIsFetchedAgain) {
     EXPECT_TRUE(json_is_true(json_object_get(current_path.node, "#fetched")));
     daemon_.start();
     EXPECT_EQ(cd({"IP"}).result, 0);
+}
+
+TEST_F(NodeCache, LevelThatFailedIsListedAnewToo) {
+    cd({"Device"});
+    run(process_ls, "ls");
+    daemon_.stop();
+    EXPECT_EQ(run(process_ls, "ls", {"Rules"}), (Outcome{0, "Rules.order\n"}));
+    daemon_.start();
+    EXPECT_EQ(run(process_ls, "ls", {"Rules"}), (Outcome{0, "Rules.1.\nRules.3.\nRules.max_instance\nRules.order\n"}));
+    sent();
+    EXPECT_EQ(cd({"Rules.3"}).result, 0);
+    EXPECT_EQ(sent(), Sent{});
+}
+
+TEST_F(NodeCache, RootThatFailedIsFetchedWithoutTheModelVersion) {
+    daemon_.stop();
+    node_cache_rebuild();
+    EXPECT_EQ(run(process_ls, "ls"), (Outcome{0, ""}));
+    daemon_.start();
+    EXPECT_EQ(cd({"Device"}).result, 0);
+    EXPECT_EQ(cd().result, 0);
+    EXPECT_EQ(run(process_ls, "ls"), (Outcome{0, "Device.\n"}));
+}
+
+TEST_F(NodeCache, LevelWithoutChildrenIsFetchedOnce) {
+    cd({"Device.DeviceInfo.HostName"});
+    sent();
+    EXPECT_EQ(cd({"x"}).result, -2);
+    EXPECT_EQ(cd({"y"}).result, -2);
+    EXPECT_EQ(sent(), Sent{R"(GetParameterAttributes {"ParameterNames":["Device.DeviceInfo.HostName."],"Depth":1})"});
+}
+
+TEST_F(NodeCache, NothingIsSentBelowThePseudoParameter) {
+    cd({"Device.Rules.1"});
+    sent();
+    EXPECT_EQ(cd({"<.order.x"}).result, -2);
+    EXPECT_EQ(run(process_ls, "ls", {"<.order"}), (Outcome{0, "<.order\n"}));
+    EXPECT_EQ(cd({"<.order"}).result, 0);
+    EXPECT_EQ(run(process_ls, "ls"), (Outcome{0, "Device.Rules.order\n"}));
+    EXPECT_EQ(sent(), Sent{});
+}
+
+// The request, "Method {params}", that is not answered but interrupted.
+std::string interrupted;
+pthread_t shell_thread;
+
+class InterruptedNodeCache : public ShellFixture {
+ protected:
+    InterruptedNodeCache()
+        : ShellFixture(test::answer_from_model([](test::Peer &, const std::string &request) {
+              if (test::method_of(request) + " " + test::params_of(request) != interrupted) return false;
+              interrupted.clear();
+              pthread_kill(shell_thread, SIGINT);
+              return true;
+          })) {
+        shell_thread = pthread_self();
+        open_shell();
+    }
+
+ private:
+    const test::BlockedInterrupt interrupt_{test::jump_out};
+};
+
+TEST_F(InterruptedNodeCache, AbandonedFetchLeavesTheNodeAsItWas) {
+    for (const char *request : {R"(GetParameterAttributes {"ParameterNames":["Device.Rules."],"Depth":1})",
+                                R"(GetParameterNames {"ParameterPath":"Device.Rules.","NextLevel":true})"}) {
+        cd({":Device.Rules"});
+        json_auto_t *before = json_deep_copy(current_path.node);
+        interrupted = request;
+        EXPECT_TRUE(test::is_abandoned([] { node_cache_fetch(&current_path); }));
+        EXPECT_TRUE(json_equal(current_path.node, before));
+        EXPECT_EQ(run(process_ls, "ls", {"1"}), (Outcome{0, "1.Text\n1.index\n"}));
+    }
+}
+
+TEST_F(InterruptedNodeCache, AbandonedRebuildLeavesBothPathsInTheNewTree) {
+    for (const char *request : {R"(GetParameterAttributes {"ParameterNames":["."],"Depth":1})",
+                                R"(GetParameterAttributes {"ParameterNames":["Device.IP."],"Depth":1})"}) {
+        cd({":Device.IP.Interface"});
+        cd({":Device.DeviceInfo"});
+        interrupted = request;
+        EXPECT_TRUE(test::is_abandoned(node_cache_rebuild));
+        EXPECT_EQ(current_path.node, node_cache_root);
+        EXPECT_EQ(previous_path.node, node_cache_root);
+        EXPECT_STREQ(previous_path.path, "");
+        EXPECT_EQ(cd({"-"}), (Outcome{0, ":\n"}));
+        EXPECT_EQ(run(process_ls, "ls"), (Outcome{0, "Device.\n"}));
+    }
 }
 
 TEST_F(NodeCache, ChildrenAreListedAsAsked) {
