@@ -61,6 +61,12 @@ json_t *object_at(json_t *root, std::string_view path) {
     return node;
 }
 
+// Whether the element of a name list has a name that a tree can hold, and its path below prefix.
+bool path_of(const json_t *element, const char *prefix, std::string_view *path) {
+    const char *name = json_string_value(json_object_get(element, "Name"));
+    return name && *name && below_prefix(name, prefix, path) && is_sound(*path);
+}
+
 }  // namespace
 
 json_t *rv_tr_names_to_config(const json_t *list, const char *prefix) {
@@ -68,10 +74,26 @@ json_t *rv_tr_names_to_config(const json_t *list, const char *prefix) {
     size_t i;
     json_t *element;
     json_array_foreach(list, i, element) {
-        const char *name = json_string_value(json_object_get(element, "Name"));
         std::string_view path;
-        if (name && *name && below_prefix(name, prefix, &path) && is_sound(path))
-            json_object_set(object_at(config, path), "#info", element);
+        if (path_of(element, prefix, &path)) json_object_set(object_at(config, path), "#info", element);
     }
     return config;
+}
+
+json_t *rv_tr_namevalues_to_config(const json_t *list, const char *prefix) {
+    json_t *config = json_object();
+    size_t i;
+    json_t *element;
+    json_array_foreach(list, i, element) {
+        json_t *value = json_object_get(element, "Value");
+        std::string_view path;
+        if (!value || !path_of(element, prefix ? prefix : ".", &path) || path.empty()) continue;
+        const size_t dot = path.rfind('.');
+        json_t *parent = object_at(config, dot == path.npos ? "" : path.substr(0, dot));
+        const std::string key(path.substr(dot == path.npos ? 0 : dot + 1));
+        if (!json_is_object(json_object_get(parent, key.c_str()))) json_object_set(parent, key.c_str(), value);
+    }
+    if (json_object_size(config) > 0) return config;
+    json_decref(config);
+    return nullptr;
 }

@@ -21,7 +21,7 @@ command_row rows[] = {
     {"cd", nullptr, 4, 0, 0, process_cd, nullptr, "cd <path>", "cd to the node"},
     {"cat", "GetParameterValues", 2, 0, 0, process_cat, process_cat, "cat [<path1> <path2>...]",
      "retrieve node's values"},
-    {"catree", nullptr, 3, 0, 0, to_come, nullptr, "catree [<path1> <path2>...]",
+    {"catree", nullptr, 3, 0, 0, process_catree, nullptr, "catree [<path1> <path2>...]",
      "retrieve node's values and print as tree"},
     {"clear", nullptr, 5, 0, 0, to_come, nullptr, "clear", "clear screen"},
     {"color", nullptr, 6, 0, 0, to_come, nullptr, "color [<type> <hsv>]", "manage color scheme"},
@@ -54,7 +54,7 @@ command_row rows[] = {
     {"reset", "FactoryReset", 30, 0, 0, to_come, to_come, "reset [all]", "reset device configuration to default"},
     {"rm", "DeleteObject", 7, 0, 0, process_del, process_del, "rm <path>", "same as 'del'"},
     {"save", "SaveConfig", 33, 0, 0, to_come, to_come, "save [<name>]", "save device configuration in NVRAM"},
-    {"select", nullptr, 34, 0, 0, to_come, to_come, "select <path>", "select config paths"},
+    {"select", nullptr, 34, 0, 0, process_select, process_select, "select <path>", "select config paths"},
     {"set", "SetParameterValues", 35, 0, 0, process_set, process_set, "set <path>=<value> [...]",
      "set parameters' values"},
     {"record", nullptr, 29, 0, 0, to_come, nullptr, "record <filename>|abort",
@@ -64,12 +64,12 @@ command_row rows[] = {
     {"touch", "AddObject", 1, 0, 0, process_add, process_add, "touch <path>", "same as 'add'"},
     {"take", nullptr, 37, 0, 0, process_take, nullptr, "take <path>",
      "add a new instance to multi-instace object and cd to it"},  // "multi-instace": intended
-    {"tree", nullptr, 38, 0, 0, to_come, nullptr, "tree [<path>]", "show node scheme in tree form"},
+    {"tree", nullptr, 38, 0, 0, process_tree, nullptr, "tree [<path>]", "show node scheme in tree form"},
     {"up", nullptr, 39, 0, 0, process_up, nullptr, "up [<levels>]", "cd to upper level node"},
     {"upgrade", nullptr, 40, 0, 0, to_come, to_come, "upgrade <path_to_firmware>", "upgrade CPE firmware"},
     {"upload", "Upload", 41, 0, 0, to_come, to_come, "upload config <remote_url> [<target_file_name>]",
      "upload config to remote server"},
-    {"execute", nullptr, 12, 0, 0, to_come, to_come,
+    {"execute", nullptr, 12, 0, 0, process_execute, process_execute,
      "execute <path_to_method> [<rpath1>=<value1> <rpath2>=<value2>...]", "execute method"},
 };
 

@@ -4,6 +4,16 @@
 namespace {
 
 rv_jrpcapi *context;
+rv_jrpcmsg *last_selection;
+
+// A member of the reply to msg (taken): a new reference, or null.
+json_t *fetch(rv_jrpcmsg *msg, const char *member) {
+    if (!msg) return nullptr;
+    rv_confapi_exec(msg);
+    json_t *value = json_incref(json_object_get(rv_jrpcmsg_get_result_json(msg), member));
+    rv_jrpcmsg_free(msg);
+    return value;
+}
 
 }  // namespace
 
@@ -11,13 +21,32 @@ void rv_confapi_set_ctx(rv_jrpcapi *c) {
     context = c;
 }
 
+int rv_confapi_exec(rv_jrpcmsg *msg) {
+    if (!context) return -1;
+    const int result = rv_jrpcapi_exec(context, msg);
+    return result == RV_SOCKET_ERR_CLOSED ? rv_jrpcapi_exec(context, msg) : result;
+}
+
 json_t *rv_confapi_getconfig(const char *path) {
-    json_t *names = context ? json_pack("[s]", path) : nullptr;
-    rv_jrpcmsg *msg = names ? rv_jrpcmsg_cmd_get_parameter_values_new(names) : nullptr;
-    if (!msg) return nullptr;
-    if (rv_jrpcapi_exec(context, msg) == RV_SOCKET_ERR_CLOSED) rv_jrpcapi_exec(context, msg);
-    const json_t *list = json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList");
+    json_t *names = json_pack("[s]", path);
+    json_t *list = names ? fetch(rv_jrpcmsg_cmd_get_parameter_values_new(names), "ParameterList") : nullptr;
     json_t *value = json_incref(json_object_get(json_array_get(list, 0), "Value"));
-    rv_jrpcmsg_free(msg);
+    json_decref(list);
     return value;
+}
+
+json_t *_rv_confapi_getconfig_fullpath(const char *path, int) {
+    return fetch(rv_jrpcmsg_create_new("GetConfig", json_pack("{s:s}", "Path", path)), "Config");
+}
+
+json_t *rv_confapi_select_new(const char *selector, int, int) {
+    rv_jrpcmsg_free(last_selection);
+    last_selection = rv_jrpcmsg_create_new("Select", json_pack("{s:s}", "Selector", selector));
+    if (!last_selection) return nullptr;
+    rv_confapi_exec(last_selection);
+    return json_incref(json_object_get(rv_jrpcmsg_get_result_json(last_selection), "Selection"));
+}
+
+const rv_jrpcmsg *rv_confapi_get_last_message(void) {
+    return last_selection;
 }

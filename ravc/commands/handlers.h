@@ -53,3 +53,11 @@ int process_opt(const char *name, json_t *args);
 
 // shell/record.cpp
 int process_record(const char *name, json_t *args);
+
+// commands/tree.cpp: catree and tree are always 0.
+int process_catree(const char *name, json_t *args);
+int process_tree(const char *name, json_t *args);
+int process_select(const char *name, json_t *args);
+
+// commands/execute.cpp: 0 when the method gave output.
+int process_execute(const char *name, json_t *args);

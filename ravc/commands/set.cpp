@@ -4,10 +4,9 @@
 
 #include "ravc/commands/handlers.h"
 #include "ravc/commands/target.h"
-#include "ravc/commands/value_parse.h"
+#include "ravc/commands/typed_argument.h"
 #include "ravc/daemon/reply_status.h"
 #include "ravc/daemon/request.h"
-#include "rv/tr.h"
 
 namespace {
 
@@ -18,21 +17,8 @@ json_t *make_pair(const char *name, json_t *value) {
 // A pair in the shell, checked against the schema: a new reference, or null after saying why not.
 json_t *checked_pair(const char *command, const char *path, const char *text) {
     target_auto_t target = target_here();
-    if (target_resolve(&target, path) < 0) {
-        printf("%s: %s: no such node.\n", command, path);
-        return nullptr;
-    }
-    const json_t *usual = rv_tr_dm_node_default_get(target.node);
-    if (!target_is_parameter(&target) || !usual) {
-        printf("%s: %s: is an object or doesn't have default value.\n", command, path);
-        return nullptr;
-    }
-    json_t *value = parse_typed_value(text, json_typeof(usual));
-    if (!value) {
-        printf("%s: %s: invalid value %s.\n", command, path, text);
-        return nullptr;
-    }
-    return make_pair(target.path, value);
+    json_t *value = typed_value_at(command, &target, path, text);
+    return value ? make_pair(target.path, value) : nullptr;
 }
 
 // A pair without a cache: the name as typed, the value as JSON; null without a word when it is none.
@@ -41,17 +27,13 @@ json_t *raw_pair(const char *path, const char *text) {
     return value ? make_pair(path, value) : nullptr;
 }
 
-// The pair that argument, "<path>=<value>", stands for: a new reference, or null.
+// The pair that argument stands for: a new reference, or null.
 json_t *parse_pair(const char *command, const char *argument) {
-    const char *sign = strchr(argument, '=');
-    if (!sign) {
-        printf("%s: %s: no value.\n", command, argument);
-        return nullptr;
-    }
-    json_auto_t *path = json_stringn(argument, static_cast<size_t>(sign - argument));
-    printf("key = %s, value = %s\n", json_string_value(path), sign + 1);
-    return current_path.node ? checked_pair(command, json_string_value(path), sign + 1)
-                             : raw_pair(json_string_value(path), sign + 1);
+    const char *text = nullptr;
+    json_auto_t *path = split_argument(command, argument, &text);
+    if (!path) return nullptr;
+    return current_path.node ? checked_pair(command, json_string_value(path), text)
+                             : raw_pair(json_string_value(path), text);
 }
 
 }  // namespace

@@ -57,6 +57,10 @@ constexpr Node nodes[] = {
     {"Device.Reset.", R"({"type":"method"})", nullptr},
     {"Device.Reset.#input.", object, nullptr},
     {"Device.Reset.#input.Delay", number, nullptr},
+    {"Device.Reset.#input.Reason", text, nullptr},
+    {"Device.Reset.#input.Times", R"({"type":"int","access":"readWrite","default":1})", nullptr},
+    {"Device.Reset.#input.More.", object, nullptr},
+    {"Device.Ping.", R"({"type":"method"})", nullptr},
 };
 
 std::string below(const std::string &name) {

@@ -5,7 +5,9 @@
 //                                Enable (boolean, default false), Level (decimal, default 0.0), Bare (no default)
 //     IP.Interface.              multi-instance, instances 1 and 2: Enable, Name, IPv4Address. (multi, no instances)
 //     Rules.                     ordered multi-instance, instances 1 and 3: index, Text
-//     Reset.                     a method with the argument Delay
+//     Reset.                     a method with the arguments Delay (no default), Reason (string), Times (int) and the
+//                                object More.
+//     Ping.                      a method without arguments
 #pragma once
 
 #include "tests/support/fake_daemon.h"

@@ -73,6 +73,12 @@ int rv_tr_path_is_partial(const char *path);
 // "#input" and "#output") or has more than 128 levels are left out. A new reference; an empty object when list is none.
 json_t *rv_tr_names_to_config(const json_t *list, const char *prefix);
 
+// The tree of the values in list, an array of {"Name", "Value"}: nested objects keyed by the elements of each name
+// below prefix (null or ".": the root), the values as leaves. Elements without a value, or whose name
+// rv_tr_names_to_config() would leave out, are left out; where a name stands for a value and for an object, the object
+// wins. A new reference, or null when nothing is left.
+json_t *rv_tr_namevalues_to_config(const json_t *list, const char *prefix);
+
 // The cache object of a node by its full name ("Device.IP.Interface.1.Enable", a closing "." allowed), searched from
 // root; instances that the tree lacks are found through "#template". relative is the part of full_name that the caller
 // will print, and may be null: it is not needed to find the node. Borrowed; null when there is no such node.
