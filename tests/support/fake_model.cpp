@@ -60,7 +60,6 @@ constexpr Node nodes[] = {
     {"Device.Reset.#input.Reason", text, nullptr},
     {"Device.Reset.#input.Times", R"({"type":"int","access":"readWrite","default":1})", nullptr},
     {"Device.Reset.#input.More.", object, nullptr},
-    {"Device.Ping.", R"({"type":"method"})", nullptr},
 };
 
 std::string below(const std::string &name) {

@@ -7,7 +7,6 @@
 //     Rules.                     ordered multi-instance, instances 1 and 3: index, Text
 //     Reset.                     a method with the arguments Delay (no default), Reason (string), Times (int) and the
 //                                object More.
-//     Ping.                      a method without arguments
 #pragma once
 
 #include "tests/support/fake_daemon.h"

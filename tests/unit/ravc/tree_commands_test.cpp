@@ -98,8 +98,8 @@ TEST_F(TreesInTheShell, ExecuteDrawsTheOutputUnderTheMethodsName) {
 TEST_F(TreesInTheShell, ExecuteWithoutArgumentsSendsNone) {
     run(process_execute, "execute", {"Device.Reset."});
     EXPECT_EQ(sent().back(), R"(Execute {"Path":"Device.Reset"})");
-    run(process_execute, "execute", {"Device.Ping"});
-    EXPECT_EQ(sent().back(), R"(Execute {"Path":"Device.Ping"})");
+    run(process_execute, "execute", {"Device.DeviceInfo"});
+    EXPECT_EQ(sent().back(), R"(Execute {"Path":"Device.DeviceInfo"})");
 }
 
 struct Refused {
@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
     All, ExecuteRefuses,
     testing::Values(Refused{{}, "execute: no method.\n"}, Refused{{""}, "execute: no method.\n"},
                     Refused{{"Nope"}, "execute: Nope: no such method.\n"},
-                    Refused{{"Device.Ping", "A=1"}, "execute: this method does not have input arguments.\n"},
+                    Refused{{"Device.DeviceInfo", "A=1"}, "execute: this method does not have input arguments.\n"},
                     Refused{{"Device.Reset", "Reason"}, "execute: Reason: no value.\n"},
                     Refused{{"Device.Reset", "Nope=1"}, "key = Nope, value = 1\nexecute: Nope: no such node.\n"},
                     Refused{{"Device.Reset", "More=1"},
@@ -148,7 +148,7 @@ class NoOutput : public ShellFixture {
 };
 
 TEST_F(NoOutput, ExecuteEndsWithMinusOneThoughItSucceeded) {
-    EXPECT_EQ(run(process_execute, "execute", {"Device.Ping"}), (Outcome{-1, "Status: OK\n"}));
+    EXPECT_EQ(run(process_execute, "execute", {"Device.DeviceInfo"}), (Outcome{-1, "Status: OK\n"}));
 }
 
 }  // namespace
