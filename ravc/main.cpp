@@ -2,10 +2,12 @@
 #include <jansson.h>
 #include <string.h>
 #include <sys/auxv.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "libglobal/base/descriptors.h"
 #include "ravc/daemon/connections.h"
+#include "ravc/main/identity.h"
 #include "ravc/main/modes.h"
 #include "ravc/main/options.h"
 #include "ravc/main/startup.h"
@@ -17,8 +19,17 @@ static void seed_hashes() {
     json_object_seed(seed);
 }
 
+// A password may be in memory: no core image of it is left behind. The hard limit stays, for programs run from here.
+static void forbid_core_images() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_CORE, &limit) != 0) return;
+    limit.rlim_cur = 0;
+    setrlimit(RLIMIT_CORE, &limit);
+}
+
 int main(int argc, char **argv) {
     rv::fill_standard_descriptors();
+    forbid_core_images();
     seed_hashes();
     connections_init();
     Options options;
@@ -26,5 +37,6 @@ int main(int argc, char **argv) {
     if (result == -1) result = startup(&options) == 0 ? run_mode(&options) : 1;
     connections_deinit();
     options_release(&options);
+    identity_release();
     return result;
 }

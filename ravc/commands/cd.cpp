@@ -7,6 +7,7 @@
 
 #include "ravc/commands/handlers.h"
 #include "ravc/commands/target.h"
+#include "ravc/shell/prompt.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ int process_cd(const char *name, json_t *args) {
     cdpath_release(&previous_path);
     cdpath_copy(&current_path, &target);
     cdpath_copy(&previous_path, &before);
+    prompt_update();
     return 0;
 }
 

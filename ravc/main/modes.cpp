@@ -11,6 +11,7 @@
 #include "ravc/commands.h"
 #include "ravc/daemon/connections.h"
 #include "ravc/daemon/request.h"
+#include "ravc/main/session.h"
 #include "ravc/shell/script.h"
 #include "ravc/unbuilt.h"
 #include "rv/wait.h"
@@ -86,10 +87,18 @@ int run_event(const Options *options) {
 }
 
 int run_script_file(const Options *options) {
+    if (!options->login_given) try_login();
     return run_script(options->script_path ? options->script_path : first_argument(options), false);
 }
 
-int run_lua_script(const Options *) {
+int run_lua_script(const Options *options) {
+    const char *path = options->script_path ? options->script_path : first_argument(options);
+    FILE *file = path ? fopen(path, "re") : nullptr;
+    if (!file) {
+        printf("Cannot open script file %s\n", path ? path : "");
+        return -1;
+    }
+    fclose(file);
     return unbuilt("Lua scripts");
 }
 

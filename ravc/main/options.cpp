@@ -140,6 +140,7 @@ void set_auth(Options *options, char *argument) {
              argument);
     snprintf(options->password, sizeof options->password, "%s", password);
     memset(argument, '*', strlen(argument));
+    options->login_given = options->login[0] != '\0';
 }
 
 int set_timeout(Options *options) {
@@ -216,9 +217,13 @@ int options_parse(int argc, char **argv, Options *options) {
     return GO_ON;
 }
 
-void options_release(Options *options) {
+void options_wipe_credentials(Options *options) {
     explicit_bzero(options->login, sizeof options->login);
     explicit_bzero(options->password, sizeof options->password);
+}
+
+void options_release(Options *options) {
+    options_wipe_credentials(options);
     json_decref(options->command_args);
     options->command_args = nullptr;
 }

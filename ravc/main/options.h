@@ -28,6 +28,7 @@ struct Options {
     const char *socket_path = nullptr;
     char login[256] = "";
     char password[256] = "";
+    bool login_given = false;  // login was not empty; still so when it has been wiped
     uint32_t groups[64] = {};
     size_t group_count = 0;
     bool ssl = false;
@@ -38,6 +39,9 @@ struct Options {
 // Takes in the command line in its order; each option acts at once. Prints usage, version and what is wrong.
 // Overwrites the password of -a in argv. Returns -1 to go on, or the exit status to end with at once.
 int options_parse(int argc, char **argv, Options *options);
+
+// Wipes login and password, once they have been used.
+void options_wipe_credentials(Options *options);
 
 // Wipes the credentials and releases what the options own.
 void options_release(Options *options);

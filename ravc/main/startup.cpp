@@ -12,8 +12,8 @@
 #include <unistd.h>
 
 #include "ravc/daemon/connections.h"
+#include "ravc/main/session.h"
 #include "ravc/shell/script.h"
-#include "ravc/unbuilt.h"
 #include "rv/colors.h"
 #include "rv/confapi.h"
 #include "rv/jrpcapi.h"
@@ -53,41 +53,53 @@ std::string default_config_path() {
     return path;
 }
 
-bool is_regular_file(const char *path) {
+// The file at path when it is a regular one, else null. What is opened is what is looked at: a path that is changed
+// meanwhile can't bring in a FIFO to hang on.
+FILE *open_regular_file(const char *path) {
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat status;
-    return stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    if (fd >= 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fdopen(fd, "r");
+    if (fd >= 0) close(fd);
+    return nullptr;
 }
 
-// Runs the script with standard output on /dev/null.
-void run_silently(const char *path) {
+// Runs the script, which is closed, with standard output on /dev/null.
+void run_silently(FILE *script) {
     fflush(stdout);
     const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (saved >= 0 && null >= 0 && dup2(null, STDOUT_FILENO) >= 0) {
-        run_script(path, true);
+        run_script_lines(script, true);
         fflush(stdout);
         dup2(saved, STDOUT_FILENO);
     }
+    fclose(script);
     if (null >= 0) close(null);
     if (saved >= 0) close(saved);
 }
 
 void run_startup_script(const Options *options) {
     const std::string path = options->config_path ? options->config_path : default_config_path();
-    if (is_regular_file(path.c_str())) run_silently(path.c_str());
+    if (FILE *script = open_regular_file(path.c_str())) run_silently(script);
+}
+
+// Logs in as the command line says. Returns 0, also when it says nothing, or -1 when that was refused.
+int log_in(Options *options) {
+    if (!options->login_given) return 0;
+    const int result = session_login(options->login, options->password[0] ? options->password : nullptr);
+    options_wipe_credentials(options);
+    if (result != 0) fputs("Failed to authenticate user\n", stderr);
+    return result;
 }
 
 }  // namespace
 
-int startup(const Options *options) {
+int startup(Options *options) {
     set_up_connections(options);
     if (connections_open() < 0) return -1;
     if (!isatty(STDOUT_FILENO)) rv_colors_toggle(0);
     rv_confapi_set_ctx(requests_connection());
-    if (options->login[0]) {
-        unbuilt("logging in");
-        return -1;
-    }
+    if (log_in(options) != 0) return -1;
     rv_jrpcapi_set_flags(events_connection(), rv_jrpcapi_get_flags(requests_connection()) | RV_JRPCAPI_EVENTS);
     join_groups(options);
     run_startup_script(options);

@@ -16,6 +16,8 @@
 
 namespace {
 
+enum { FIRST_LINE_SIZE = 4096 };  // bytes: lines up to this leave no copy behind
+
 // Puts the lines that continue each other together.
 class Joiner {
  public:
@@ -35,7 +37,10 @@ class Joiner {
 
     std::string &text() { return text_; }
 
-    void clear() { text_.clear(); }
+    void clear() {
+        explicit_bzero(text_.data(), text_.size());
+        text_.clear();
+    }
 
  private:
     void toggle_quote(char c) {
@@ -73,13 +78,13 @@ void run_line(char *text, bool by_name, int *result) {
     }
 }
 
-// Scripts run before the shell's loop or instead of it: Ctrl-C ends the program here, it never jumps over these frames.
+// Reads and runs line by line. Ctrl-C ends the program here, it never jumps over these frames.
 int run_lines(FILE *file, bool by_name) {
     int result = 0;
     Joiner pending;
     bool joined = false;  // pending holds more than one line
-    char *line = nullptr;
-    size_t capacity = 0;
+    size_t capacity = FIRST_LINE_SIZE;
+    char *line = static_cast<char *>(malloc(capacity));
     for (ssize_t length; result >= 0 && (length = getline(&line, &capacity, file)) >= 0;) {
         if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
         const bool whole = pending.add(line);
@@ -95,11 +100,24 @@ int run_lines(FILE *file, bool by_name) {
         pending.clear();
         joined = false;
     }
+    pending.clear();
+    if (line) explicit_bzero(line, capacity);
     free(line);
     return result;
 }
 
 }  // namespace
+
+// Scripts run before the shell's loop or instead of it, and may hold passwords: none is left in memory.
+int run_script_lines(FILE *file, bool by_name) {
+    char buffer[BUFSIZ];
+    // From standard input nothing is read ahead: a command may read its own input from there, a password say.
+    setvbuf(file, buffer, file == stdin ? _IONBF : _IOFBF, sizeof buffer);
+    const int result = run_lines(file, by_name);
+    setvbuf(file, nullptr, _IONBF, 0);
+    explicit_bzero(buffer, sizeof buffer);
+    return result;
+}
 
 int run_script(const char *path, bool by_name) {
     FILE *file = path ? fopen(path, "re") : stdin;
@@ -107,7 +125,7 @@ int run_script(const char *path, bool by_name) {
         printf("Cannot open script file %s\n", path);
         return -1;
     }
-    const int result = run_lines(file, by_name);
+    const int result = run_script_lines(file, by_name);
     fclose(file);
     return result;
 }

@@ -26,7 +26,9 @@ inline void PrintTo(const Outcome &outcome, std::ostream *out) {
 
 class ShellFixture : public testing::Test {
  protected:
-    explicit ShellFixture(test::Script script = test::answer_from_model()) : daemon_(std::move(script)) {
+    explicit ShellFixture(test::Script script = test::answer_from_model(),
+                          test::FakeDaemon::Over over = test::FakeDaemon::Over::unix_socket)
+        : daemon_(std::move(script), over) {
         connections_init();
         rv_jrpcapi_set_destination(requests_connection(), "", daemon_.destination().c_str(), 2);
     }
