@@ -58,11 +58,12 @@ TEST(Help, ShowsUsagesInTheirColour) {
 }
 
 TEST(Help, IsACommandThatTakesAnyWords) {
+    const std::string expected = help_of(command_table());
     const ColorScope plain(0);
     json_auto_t *args = json_pack("[s]", "x");
     testing::internal::CaptureStdout();
     EXPECT_EQ(process_help("help", args), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), help_of(command_table()));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
 }
 
 }  // namespace
