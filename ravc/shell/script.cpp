@@ -88,6 +88,7 @@ int run_lines(FILE *file, bool by_name) {
     for (ssize_t length; result >= 0 && (length = getline(&line, &capacity, file)) >= 0;) {
         if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
         const bool whole = pending.add(line);
+        explicit_bzero(line, static_cast<size_t>(length));
         if (!whole) {
             joined = true;
             continue;
@@ -101,7 +102,6 @@ int run_lines(FILE *file, bool by_name) {
         joined = false;
     }
     pending.clear();
-    if (line) explicit_bzero(line, capacity);
     free(line);
     return result;
 }

@@ -31,9 +31,9 @@ class Users {
     }
 
  private:
-    static constexpr char root_level[] =
-        R"({"ParameterList":[{"Name":".","Attributes":{"type":"object"}},{"Name":"Device.","Attributes":{"type":"object"}},)"
-        R"({"Name":"DataModelVersion","Attributes":{"type":"string"}}]})";
+    static constexpr char root_level[] = R"({"ParameterList":[{"Name":".","Attributes":{}},)"
+                                         R"({"Name":"Device.","Attributes":{"type":"object"}},)"
+                                         R"({"Name":"DataModelVersion","Attributes":{"type":"string"}}]})";
 
     static std::string let_in(const std::string &params) {
         if (params == R"({"User":"joe","Password":"pw"})") return "joe";

@@ -1,0 +1,41 @@
+"""A daemon that lets everybody in, answers every request with an empty result, and remembers what it was asked."""
+
+import json
+import socket
+import threading
+
+
+class Accepting:
+    """Listens from its making until close()."""
+
+    def __init__(self, path=None):
+        """On the UNIX socket at path, else on a TCP port of loopback."""
+        self.requests = []  # [(method, params)]
+        self.listener = socket.socket(socket.AF_UNIX if path else socket.AF_INET)
+        self.listener.bind(str(path) if path else ("127.0.0.1", 0))
+        self.listener.listen()
+        self.destination = str(path) if path else f"tcp://127.0.0.1:{self.listener.getsockname()[1]}"
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def methods(self):
+        return [method for method, _ in self.requests]
+
+    def close(self):
+        self.listener.close()
+
+    def _accept(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
+
+    def _serve(self, connection):
+        with connection, connection.makefile() as lines:
+            for line in lines:
+                message = json.loads(line)
+                if "id" not in message:
+                    continue
+                self.requests.append((message["method"], message.get("params")))
+                connection.sendall(json.dumps({"jsonrpc": "2.0", "id": message["id"], "result": {}}).encode() + b"\n")
