@@ -33,11 +33,14 @@ int64_t rv_deadline(int timeout_ms) {
 int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    const bool is_blocked = sigismember(&mask, SIGINT);
     for (const int number : {SIGINT, SIGTSTP, SIGCONT, SIGWINCH}) sigdelset(&mask, number);
-    if (deadline == RV_NO_DEADLINE) return ppoll(fds, count, nullptr, &mask);
-    const int64_t left = std::max<int64_t>(deadline - rv_now_ms(), 0);
+    const int64_t left = deadline == RV_NO_DEADLINE ? 0 : std::max<int64_t>(deadline - rv_now_ms(), 0);
     const timespec span{.tv_sec = left / 1000, .tv_nsec = left % 1000 * 1000000};
-    return ppoll(fds, count, &span, &mask);
+    const int ready = ppoll(fds, count, deadline == RV_NO_DEADLINE ? nullptr : &span, &mask);
+    // Where something is ready, no signal has been let in: input that never ceases would keep SIGINT out for ever.
+    const timespec none = {};
+    return ready > 0 && is_blocked && ppoll(nullptr, 0, &none, &mask) < 0 ? -1 : ready;
 }
 
 int rv_sleep_ms(int ms) {

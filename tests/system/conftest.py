@@ -1,5 +1,6 @@
 """Fixtures of the system tests: real programs on private sockets and folders."""
 
+import os
 import pathlib
 import subprocess
 import sys
@@ -8,7 +9,10 @@ import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 
-from daemon import RAVC, Daemon  # noqa: E402
+from daemon import BUILD, RAVC, Daemon  # noqa: E402
+from middleman import Middleman  # noqa: E402
+from private_tmp import private_tmp  # noqa: E402
+from screen import Screen  # noqa: E402
 
 
 @pytest.fixture
@@ -41,6 +45,44 @@ def ravc(ravd):
                               timeout=60, check=False, **settings)
 
     return run
+
+
+@pytest.fixture
+def shell_tmp(tmp_path):
+    """The /tmp that shells of the test see (support/private_tmp.py)."""
+    with private_tmp(tmp_path / "tmp", BUILD, tmp_path) as private:
+        yield private
+
+
+@pytest.fixture
+def open_shell(shell_tmp, tmp_path):
+    """Opens interactive shells: open_shell(socket, *options, columns=…, rows=…, **environment)."""
+    opened = []
+
+    def start(socket, *options, columns=80, rows=24, **environment):
+        command = [*shell_tmp.prefix, BUILD.resolve() / "bin" / "ravc", "-u", socket, *map(str, options)]
+        settings = {"TERM": "xterm-256color", "LC_ALL": "C.UTF-8", "HOME": str(tmp_path), "INPUTRC": "/dev/null"}
+        opened.append(Screen(command, columns, rows, env={**os.environ, **settings, **environment}))
+        return opened[-1]
+
+    yield start
+    for shell in opened:
+        shell.close()
+        assert b"Sanitizer" not in shell.output and b"runtime error" not in shell.output, shell.output
+
+
+@pytest.fixture
+def shell(ravd, open_shell):
+    """A shell at its first prompt."""
+    return open_shell(ravd.socket).wait_line("")
+
+
+@pytest.fixture
+def middleman(ravd, tmp_path):
+    """Stands before the daemon of the fixture ravd."""
+    between = Middleman(tmp_path / "between.sock", ravd.socket)
+    yield between
+    between.close()
 
 
 @pytest.fixture

@@ -19,7 +19,7 @@ int64_t rv_now_ms(void);
 int64_t rv_deadline(int timeout_ms);
 
 // Waits until one of the descriptors is ready or the deadline has come. Returns the number of ready ones, 0 at the
-// deadline, or -1 with errno (EINTR when a signal handler ran).
+// deadline, or -1 with errno (EINTR when a signal handler ran: a signal goes before what is ready).
 int rv_wait(struct pollfd *fds, nfds_t count, int64_t deadline);
 
 // Sleeps for ms milliseconds, and serves what was registered to be served meanwhile (rv_jrpcapi_show_events).

@@ -72,6 +72,20 @@ TEST(Wait, ASignalThatWasBlockedBeforeIsTakenInsideTheWait) {
 
 int served;
 
+TEST(Wait, InputThatIsAlwaysReadyKeepsNoSignalOut) {
+    int pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    ASSERT_EQ(write(pair[1], "x", 1), 1);
+    const BlockedInterrupt interrupt(count);
+    pollfd input{.fd = pair[0], .events = POLLIN, .revents = 0};
+    raise(SIGINT);
+    EXPECT_EQ(rv_wait(&input, 1, RV_NO_DEADLINE), -1);
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(caught, 1);
+    EXPECT_EQ(rv_wait(&input, 1, RV_NO_DEADLINE), 1);
+    for (const int fd : pair) close(fd);
+}
+
 TEST(Wait, ASleepServesWhatIsRegistered) {
     served = 0;
     rv::set_idle_service([](int64_t deadline) {
