@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "ravc/commands.h"
 #include "ravc/shell/prompt.h"
 #include "rv/history.h"
 #include "tests/unit/ravc/shell_fixture.h"
@@ -103,6 +104,15 @@ TEST_F(Record, OneAtATime) {
     EXPECT_FALSE(std::filesystem::exists(path_ + "2"));
     finish();
     EXPECT_EQ(content(), "ls\n");
+}
+
+TEST_F(Record, OfLuaIsStillToComeAndBeginsNothing) {
+    json_auto_t *args = json_pack("[s]", path_.c_str());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(dispatch_by_name("luarecord", args), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ravc: luarecord: not built yet\n");
+    EXPECT_FALSE(recording());
+    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
 TEST_F(Record, TakesOneWord) {

@@ -6,8 +6,10 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
+#include <stdio.h>
 #include <unistd.h>
+
+#include "tests/unit/ravc/shell_fixture.h"
 
 namespace {
 
@@ -108,6 +110,50 @@ TEST_F(Script, CommentAfterLinesThatJoinedToNothingMakesTheRestAComment) {
 
 TEST_F(Script, HashIsACommentOnlyAtTheVeryStartOrAsAWord) {
     EXPECT_EQ(run(" #x\n"), "#x: unknown method.\n");  // after a blank it is the first word: intended
+}
+
+// What reaches the command: a script is run with a daemon that shows the words as names.
+class ScriptWords : public ShellFixture {
+ protected:
+    Sent words_of(const std::string &text, bool by_name = false) {
+        FILE *file = tmpfile();
+        fputs(text.c_str(), file);
+        rewind(file);
+        testing::internal::CaptureStdout();
+        run_script_lines(file, by_name);
+        testing::internal::GetCapturedStdout();
+        fclose(file);
+        Sent names;
+        for (const std::string &request : sent()) {
+            const size_t begin = request.find("[\"") + 2;
+            names.push_back(request.substr(begin, request.rfind("\"]") - begin));
+        }
+        return names;
+    }
+};
+
+TEST_F(ScriptWords, AreCutAtBlanksAndTabsQuotesGroupNothing) {
+    EXPECT_EQ(words_of("get a\t\t'b  c' d\\ e \\\\\n"), (Sent{"a", "'b", "c'", "d\\\\", "e", "\\\\\\\\"}));
+}
+
+TEST_F(ScriptWords, EndAtAWordThatBeginsWithAHash) {
+    EXPECT_EQ(words_of("get a b#c '#d' #e f\n"), (Sent{"a", "b#c", "'#d'"}));
+    EXPECT_EQ(words_of("get #a\n"), Sent{"."});
+}
+
+TEST_F(ScriptWords, OfJoinedLinesAreOneCommands) {
+    EXPECT_EQ(words_of("get a \\\n  b\\\nc\n"), (Sent{"a", "bc"}));
+    EXPECT_EQ(words_of("get 'a\nb' c\n"), (Sent{"'ab'", "c"}));
+    EXPECT_EQ(words_of("get \"a'\nb\" c\n"), (Sent{R"(\"a'b\")", "c"}));
+}
+
+TEST_F(ScriptWords, OfMethodNamesAreTakenBothWays) {
+    EXPECT_EQ(words_of("GetParameterValues a\n"), Sent{"a"});
+    EXPECT_EQ(words_of("GetParameterValues a\n", true), Sent{"a"});
+}
+
+TEST_F(ScriptWords, AndAPositiveResultDoNotEndTheScript) {
+    EXPECT_EQ(words_of("add a\nget b\n").back(), "b");
 }
 
 }  // namespace
