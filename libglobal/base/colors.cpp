@@ -1,5 +1,5 @@
 // Terminal colours: the three numbered ones, and HSV colours as 24-bit or 256-colour escapes.
-#include "rv/colors.h"
+#include "libglobal/base/colors.h"
 
 #include <algorithm>
 
@@ -59,6 +59,22 @@ bool terminal_has_true_color() {
 
 }  // namespace
 
+bool rv::colors_are_on() {
+    return colors_on;
+}
+
+std::string rv::color_escape(rv_hsv c) {
+    if (!colors_on) return "";
+    const Rgb rgb = to_rgb(c);
+    char text[32];
+    if (terminal_has_true_color()) {
+        snprintf(text, sizeof text, "\033[38;2;%d;%d;%dm", rgb.red, rgb.green, rgb.blue);
+    } else {
+        snprintf(text, sizeof text, "\033[38;5;%dm", nearest_of_256(rgb));
+    }
+    return text;
+}
+
 void rv_colors_toggle(int on) {
     colors_on = on != 0;
 }
@@ -68,15 +84,9 @@ void rv_colors_set(int number) {
 }
 
 void rv_colors_set_hsv2(rv_hsv c) {
-    if (!colors_on) return;
-    const Rgb rgb = to_rgb(c);
-    if (terminal_has_true_color()) {
-        printf("\033[38;2;%d;%d;%dm", rgb.red, rgb.green, rgb.blue);
-    } else {
-        printf("\033[38;5;%dm", nearest_of_256(rgb));
-    }
+    fputs(rv::color_escape(c).c_str(), stdout);
 }
 
 void rv_colors_reset(void) {
-    if (colors_on) fputs("\033[0m", stdout);
+    if (colors_on) fputs(rv::color_end, stdout);
 }

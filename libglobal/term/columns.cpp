@@ -1,58 +1,71 @@
 // Lists in columns.
+#include "libglobal/term/columns.h"
+
 #include <algorithm>
-#include <string_view>
-#include <vector>
 
 #include <stdio.h>
-#include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
-#include <wchar.h>
 
+#include "libglobal/base/colors.h"
+#include "libglobal/term/text.h"
 #include "rv/rl.h"
 
 namespace {
 
 constexpr int gap = 2;
 
-const char *text_at(const json_t *list, size_t index) {
-    const char *text = json_string_value(json_array_get(list, index));
-    return text ? text : "";
+size_t rows_of(size_t count, size_t columns) {
+    return (count + columns - 1) / columns;
 }
 
-// Columns that a UTF-8 text takes: one a character, which is what names of a data model are made of.
-int columns_of(const char *text) {
-    return static_cast<int>(std::count_if(text, text + strlen(text), [](char c) { return (c & 0xc0) != 0x80; }));
-}
-
-int terminal_width() {
-    winsize size = {};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
-
-void show_columns(const json_t *list, int width) {
-    const int count = static_cast<int>(json_array_size(list));
-    int longest = 0;
-    for (int i = 0; i < count; i++) longest = std::max(longest, columns_of(text_at(list, static_cast<size_t>(i))));
-    const int columns = std::max(1, (width + gap - 1) / (longest + gap));
-    const int rows = (count + columns - 1) / columns;
-    for (int row = 0; row < rows; row++) {
-        for (int i = row; i < count; i += rows) {
-            const char *text = text_at(list, static_cast<size_t>(i));
-            const int padding = i + rows < count ? longest + gap - columns_of(text) : 0;
-            printf("%s%*s", text, padding, "");
-        }
-        putchar('\n');
+std::vector<std::string_view> texts_of(const json_t *list) {
+    std::vector<std::string_view> texts;
+    texts.reserve(json_array_size(list));
+    for (size_t i = 0; i < json_array_size(list); i++) {
+        const json_t *item = json_array_get(list, i);
+        texts.emplace_back(json_string_value(item) ? json_string_value(item) : "", json_string_length(item));
     }
+    return texts;
 }
 
 }  // namespace
 
+std::string rv::columns(const std::vector<std::string_view> &texts, int width, std::string_view color,
+                        size_t most_rows) {
+    int widest = 0;
+    for (const std::string_view text : texts) widest = std::max(widest, text_width(text));
+    const size_t per_row = static_cast<size_t>(std::max(1, (width + gap - 1) / (widest + gap)));
+    size_t count = texts.size();
+    if (most_rows > 0 && rows_of(count, per_row) > most_rows) count = most_rows * per_row;
+    const size_t rows = rows_of(count, per_row);
+    std::string result;
+    for (size_t row = 0; row < rows; row++) {
+        result += color;
+        for (size_t i = row; i < count; i += rows) {
+            const std::string text = printable(texts[i]);
+            result += text;
+            if (i + rows < count) result.append(static_cast<size_t>(widest + gap - text_width(text)), ' ');
+        }
+        if (!color.empty()) result += color_end;
+        result += '\n';
+    }
+    if (count < texts.size()) result += "... and " + std::to_string(texts.size() - count) + " more\n";
+    return result;
+}
+
+rv::TerminalSize rv::terminal_size() {
+    winsize size = {};
+    const bool told = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
+    return told ? TerminalSize{.rows = size.ws_row, .columns = size.ws_col} : TerminalSize{.rows = 24, .columns = 80};
+}
+
 void rv_rl_show_list(const json_t *list) {
+    const std::vector<std::string_view> texts = texts_of(list);
     if (isatty(STDOUT_FILENO)) {
-        show_columns(list, terminal_width());
+        fputs(rv::columns(texts, rv::terminal_size().columns, "", 0).c_str(), stdout);
     } else {
-        for (size_t i = 0; i < json_array_size(list); i++) puts(text_at(list, i));
+        for (const std::string_view text : texts) printf("%.*s\n", static_cast<int>(text.size()), text.data());
     }
 }
 

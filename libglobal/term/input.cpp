@@ -18,7 +18,7 @@ bool rv::input_is_waiting() {
     return ioctl(STDIN_FILENO, FIONREAD, &count) == 0 && count > 0;
 }
 
-rv::Input rv::input_wait(int64_t deadline, bool stop_at_signals) {
+rv::Input rv::input_wait(int64_t deadline, bool wants_redraw) {
     for (;;) {
         const int before = modes_signals();
         pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
@@ -26,7 +26,8 @@ rv::Input rv::input_wait(int64_t deadline, bool stop_at_signals) {
         if (ready > 0) return Input::ready;
         if (ready == 0) return Input::timeout;
         if (errno != EINTR) return Input::failed;
-        if (stop_at_signals || modes_signals() == before) return Input::interrupted;
+        if (modes_signals() == before) return Input::interrupted;
+        if (wants_redraw) return Input::redraw;
     }
 }
 

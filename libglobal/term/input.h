@@ -10,9 +10,9 @@ bool input_is_drawn();
 // Whether a byte can be read at once. Only asked of a terminal.
 bool input_is_waiting();
 
-enum class Input { ready, timeout, interrupted, failed };
-// Waits until a byte, or the end of input, can be read. Signals of the terminal's own (rv::modes_signals()) do not end
-// the wait, but where stop_at_signals asks for it.
-Input input_wait(int64_t deadline, bool stop_at_signals);
+enum class Input { ready, timeout, interrupted, redraw, failed };
+// Waits until a byte, or the end of input, can be read. A signal of the terminal's own (modes.h) ends the wait with
+// redraw where one is wanted, else not at all; any other with interrupted.
+Input input_wait(int64_t deadline, bool wants_redraw);
 
 }  // namespace rv

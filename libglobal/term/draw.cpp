@@ -1,0 +1,266 @@
+// Drawing with readline. What it does not do by itself is here: a hint, as a tail of the line that is there only while
+// it is drawn; prompts longer than a row, and lines with wide characters, neither of which it gets right on every
+// terminal; and lines taller than the screen, which it can only show by scrolling sideways.
+#include "libglobal/term/draw.h"
+
+#include <string>
+
+#include <readline/readline.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "libglobal/base/colors.h"
+#include "libglobal/term/columns.h"
+#include "libglobal/term/input.h"
+#include "libglobal/term/modes.h"
+#include "libglobal/term/prompt_rows.h"
+#include "libglobal/term/settings.h"
+#include "libglobal/term/text.h"
+
+namespace {
+
+constexpr char clear_below[] = "\033[J";
+
+struct Screen {
+    rv::TerminalSize size = {};  // as the line was laid out
+    bool is_plain = false;
+    bool always_sideways = false;  // the user's own choice
+    bool is_sideways = false;
+    bool is_changed = false;
+    bool was_narrow = true;       // what stands on the screen
+    int head_rows = 0;            // rows of the prompt above those that readline knows
+    int shown_head_rows = 0;      // of which these stand on the screen
+    std::string prompt;           // as given
+    std::string readline_prompt;  // with its colour, and its first rows cut off by a line feed
+};
+
+Screen &screen() {
+    static Screen *const only = new Screen;
+    return *only;
+}
+
+std::string_view line() {
+    return {rl_line_buffer, static_cast<size_t>(rl_end)};
+}
+
+void on_redisplay() {
+    screen().is_changed = true;
+}
+
+void measure() {
+    screen().size = rv::terminal_size();
+    rl_get_screen_size(&screen().size.rows, &screen().size.columns);
+}
+
+bool is_reading_on() {
+    return RL_ISSTATE(RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_NUMERICARG | RL_STATE_METANEXT |
+                      RL_STATE_MOREINPUT | RL_STATE_MULTIKEY | RL_STATE_VIMOTION | RL_STATE_CHARSEARCH);
+}
+
+rv::Place end_of(std::string_view text) {
+    return rv::layout(screen().prompt + std::string(text), screen().size.columns);
+}
+
+// A new text or none, for the line as it stands.
+std::string ask_hint() {
+    const Screen &s = screen();
+    const rv_rl_hint_cb callback = rv::editor_settings().hint;
+    if (!callback || s.is_plain || s.is_sideways || rl_end == 0 || rl_point != rl_end || is_reading_on()) return "";
+    const std::string asked(line());
+    char *text = callback(asked.c_str());
+    if (!text) return "";
+    const std::string hint = text;
+    free(text);
+    const bool fits = end_of(asked + hint).row + 1 < s.size.rows;
+    return fits && !rv::has_control(hint) ? hint : "";
+}
+
+// readline gives the "active region" a colour of its own: between the mark and the cursor.
+void set_hint_color() {
+    const rv::EditorSettings &settings = rv::editor_settings();
+    std::string color = settings.has_colors ? rv::color_escape(settings.hint_color) : "";
+    if (color.empty()) color = "\033[2m";  // without colours, dim: else it would pass for typed text
+    static std::string present;
+    if (color == present) return;
+    present = color;
+    rl_variable_bind("active-region-start-color", ("\\e" + color.substr(1)).c_str());
+    rl_variable_bind("active-region-end-color", "\\e[0m");
+}
+
+void redisplay_with(const std::string &hint) {
+    set_hint_color();
+    const int end = rl_end, mark = rl_mark;
+    rl_extend_line_buffer(end + static_cast<int>(hint.size()) + 2);
+    memcpy(rl_line_buffer + end, hint.c_str(), hint.size() + 1);
+    rl_end += static_cast<int>(hint.size());
+    rl_mark = rl_end;
+    rl_activate_mark();
+    rl_redisplay();
+    rl_deactivate_mark();
+    rl_end = end;
+    rl_line_buffer[end] = '\0';
+    rl_mark = mark;
+}
+
+void erase_for_redraw() {
+    rl_clear_visible_line();
+    rl_on_new_line();
+}
+
+// In rows, a line as tall as the screen can't be edited: its first rows are gone.
+void choose_scrolling() {
+    Screen &s = screen();
+    const bool sideways = s.always_sideways || s.is_plain || end_of(line()).row + 1 >= s.size.rows;
+    if (sideways == s.is_sideways) return;
+    erase_for_redraw();
+    rl_variable_bind("horizontal-scroll-mode", sideways ? "on" : "off");
+    s.is_sideways = sideways;
+}
+
+void draw(bool with_hint) {
+    Screen &s = screen();
+    choose_scrolling();
+    const std::string hint = with_hint ? ask_hint() : "";
+    // readline deletes and inserts single cells also inside wide characters, which terminals do not agree on.
+    const bool narrow = rv::is_narrow(line()) && rv::is_narrow(hint);
+    if (!narrow || !s.was_narrow) erase_for_redraw();
+    s.was_narrow = narrow;
+    if (hint.empty()) {
+        rl_redisplay();
+    } else {
+        redisplay_with(hint);
+    }
+    s.is_changed = false;
+    fflush(rl_outstream);
+}
+
+bool shows_prompt() {
+    return rl_display_prompt == rl_prompt;
+}
+
+std::string not_shown(const std::string &escape) {
+    return std::string(1, RL_PROMPT_START_IGNORE) + escape + RL_PROMPT_END_IGNORE;
+}
+
+std::string colored(const std::string &text) {
+    const rv::EditorSettings &settings = rv::editor_settings();
+    const std::string color = settings.has_colors && !screen().is_plain ? rv::color_escape(settings.prompt) : "";
+    if (text.empty() || color.empty()) return text;
+    return not_shown(color) + text + not_shown(rv::color_end);
+}
+
+void lay_out_prompt() {
+    Screen &s = screen();
+    rv::PromptRows rows = {.head = "", .tail = s.prompt, .head_rows = 0};
+    if (!s.is_plain) rows = rv::split_prompt(s.prompt, s.size.columns);
+    s.readline_prompt = rows.head_rows > 0 ? colored(rows.head) + "\n" + colored(rows.tail) : colored(rows.tail);
+    s.head_rows = rows.head_rows;
+}
+
+// What stands on the screen is erased from the row on where the prompt began: so many rows above the cursor.
+void erase_up(int rows) {
+    if (rows > 0) printf("\033[%dA", rows);
+    fputs("\r\033[J", stdout);
+    fflush(stdout);
+}
+
+}  // namespace
+
+void rv::draw_init() {
+    Screen &s = screen();
+    const char *up = rl_get_termcap("up");
+    s.is_plain = !up || !*up;
+    s.always_sideways = strcmp(rl_variable_value("horizontal-scroll-mode"), "on") == 0;
+    s.is_sideways = s.always_sideways;
+    rl_redisplay_function = on_redisplay;
+    measure();
+}
+
+bool rv::draw_is_plain() {
+    return screen().is_plain;
+}
+
+void rv::draw_set_prompt(std::string_view prompt) {
+    Screen &s = screen();
+    s.prompt = prompt;
+    for (char &c : s.prompt)
+        if (has_control({&c, 1}) && c != '\n') c = '?';
+    if (s.size != terminal_size()) rl_reset_screen_size();
+    measure();
+    lay_out_prompt();
+}
+
+const char *rv::draw_prompt() {
+    return screen().readline_prompt.c_str();
+}
+
+void rv::draw_changes() {
+    if (screen().is_changed && !input_is_waiting()) draw(true);
+}
+
+void rv::draw_without_hint() {
+    draw(false);
+}
+
+void rv::draw_nothing() {
+    screen().is_changed = false;
+}
+
+// A search shows its own text in the prompt's place, and none of the prompt's head.
+void rv::draw_anew() {
+    Screen &s = screen();
+    if (shows_prompt()) rl_set_prompt(draw_prompt());
+    s.shown_head_rows = shows_prompt() ? s.head_rows : 0;
+    rl_forced_update_display();
+    s.was_narrow = true;
+    draw(!input_is_waiting());
+}
+
+void rv::draw_hide() {
+    Screen &s = screen();
+    rl_clear_visible_line();
+    fflush(rl_outstream);
+    if (s.is_plain) {
+        printf("\r%*s\r", s.size.columns - 1, "");
+        fflush(stdout);
+    } else if (s.shown_head_rows > 0) {
+        erase_up(s.shown_head_rows);
+    }
+}
+
+void rv::draw_park() {
+    const int point = rl_point;
+    rl_point = rl_end;
+    draw(false);
+    rl_point = point;
+}
+
+void rv::draw_below(std::string_view text) {
+    draw_park();
+    fputc('\n', stdout);
+    fwrite(text.data(), 1, text.size(), stdout);
+    fflush(stdout);
+    draw_anew();
+}
+
+// A terminal that was made wider or narrower has moved the cursor along with the text: to where it stands when
+// everything up to it is laid out anew.
+bool rv::draw_resized(bool shown) {
+    Screen &s = screen();
+    const bool was_stopped = modes_continued();
+    const TerminalSize before = s.size;
+    if (modes_resized()) rl_reset_screen_size();
+    measure();
+    if (before == s.size && !was_stopped) return false;
+    if (!shown) return true;
+    const Place cursor = end_of(line().substr(0, static_cast<size_t>(rl_point)));
+    lay_out_prompt();
+    if (s.is_plain) {
+        fputs("\r\n", stdout);
+    } else {
+        erase_up(was_stopped || s.is_sideways ? 0 : cursor.row);
+    }
+    draw_anew();
+    return true;
+}
