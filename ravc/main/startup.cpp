@@ -13,6 +13,7 @@
 
 #include "ravc/daemon/connections.h"
 #include "ravc/main/session.h"
+#include "ravc/shell/colors.h"
 #include "ravc/shell/script.h"
 #include "rv/colors.h"
 #include "rv/confapi.h"
@@ -98,6 +99,7 @@ int startup(Options *options) {
     set_up_connections(options);
     if (connections_open() < 0) return -1;
     if (!isatty(STDOUT_FILENO)) rv_colors_toggle(0);
+    colors_apply(color_table());
     rv_confapi_set_ctx(requests_connection());
     if (log_in(options) != 0) return -1;
     rv_jrpcapi_set_flags(events_connection(), rv_jrpcapi_get_flags(requests_connection()) | RV_JRPCAPI_EVENTS);

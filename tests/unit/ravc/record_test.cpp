@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <sys/stat.h>
+
 #include "ravc/commands.h"
 #include "ravc/shell/prompt.h"
 #include "rv/history.h"
@@ -145,6 +147,36 @@ TEST_F(Record, LinkPlantedMeanwhileIsNotFollowed) {
     finish();
     std::ifstream victim(dir_.path() + "/victim");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(victim), {}), "mine");
+}
+
+TEST_F(Record, FifoWithoutAReaderBlocksNothing) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(run({path_}).result, 0);
+    enter("ls");
+    EXPECT_EQ(finish(), "record: can't write record file " + path_ + ".\n");
+    EXPECT_TRUE(std::filesystem::is_fifo(path_));
+}
+
+TEST_F(Record, HugeFileIsReplacedAndNotRead) {
+    std::ofstream(path_) << "old";
+    std::filesystem::resize_file(path_, 1 << 30);
+    EXPECT_EQ(run({path_}).result, 0);
+    EXPECT_EQ(std::filesystem::file_size(path_), 1U << 30);  // nothing is lost before there is something to write
+    enter("ls");
+    EXPECT_EQ(finish(), "");
+    EXPECT_EQ(content(), "ls\n");
+}
+
+TEST_F(Record, OtherNameOfTheFileKeepsItsText) {
+    const std::string victim = dir_.path() + "/victim";
+    std::ofstream(victim) << "mine";
+    std::filesystem::create_hard_link(victim, path_);
+    run({path_});
+    enter("ls");
+    finish();
+    EXPECT_EQ(content(), "ls\n");
+    std::ifstream text(victim);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(text), {}), "mine");
 }
 
 TEST_F(Record, SaysWhenTheFileCanNotBeWritten) {
