@@ -74,11 +74,11 @@ class Client:
 
 
 @contextmanager
-def servers(build):
+def servers(build, schema=SOURCE / "schema"):
     """The sockets of a limitd and a ravd that both run for the length of the block."""
     with tempfile.TemporaryDirectory(prefix="rav-bench.") as folder:
         limit, real = f"{folder}/limitd.sock", f"{folder}/ravd.sock"
-        ravd = [f"{build}/bin/ravd", "--socket", real, "--schema", f"{SOURCE}/schema", "--state", f"{folder}/state"]
+        ravd = [f"{build}/bin/ravd", "--socket", real, "--schema", schema, "--state", f"{folder}/state"]
         with server([f"{build}/bench/limitd", limit], limit), server(ravd, real):
             yield limit, real
 
@@ -91,6 +91,14 @@ def measure(build, runs, command, stdin="/dev/null"):
     if any(status != 0 for _, _, status in rows):
         raise SystemExit(f"bench: {' '.join(command)} failed")
     return statistics.median(r[0] for r in rows), statistics.median(r[1] for r in rows)
+
+
+def at_a_terminal(build, what, shell):
+    """Medians of the columns that ptybench prints for a shell; it is killed at the end, and leaves no history."""
+    command = [*PIN, f"{build}/bench/ptybench", *map(str, what), *map(str, shell)]
+    lines = subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE,
+                           env={**os.environ, "HOME": "/nonexistent", "TERM": "xterm"}).stdout.splitlines()
+    return [statistics.median(column) for column in zip(*(map(int, line.split()) for line in lines))]
 
 
 def report(what, ours, limit, unit):
