@@ -1,4 +1,5 @@
-"""A daemon that lets everybody in, answers every request with an empty result, and remembers what it was asked."""
+"""A daemon that lets everybody in, knows a few values, answers everything else with an empty result, and remembers what
+it was asked."""
 
 import json
 import socket
@@ -11,6 +12,8 @@ class Accepting:
     def __init__(self, path=None):
         """On the UNIX socket at path, else on a TCP port of loopback."""
         self.requests = []  # [(method, params)]
+        self.values = {}  # by name
+        self.refused = set()  # methods
         self.listener = socket.socket(socket.AF_UNIX if path else socket.AF_INET)
         self.listener.bind(str(path) if path else ("127.0.0.1", 0))
         self.listener.listen()
@@ -37,5 +40,12 @@ class Accepting:
                 message = json.loads(line)
                 if "id" not in message:
                     continue
-                self.requests.append((message["method"], message.get("params")))
-                connection.sendall(json.dumps({"jsonrpc": "2.0", "id": message["id"], "result": {}}).encode() + b"\n")
+                params = message.get("params", {})
+                self.requests.append((message["method"], params))
+                known = [{"Name": name, "Value": self.values[name]} for name in params.get("ParameterNames", [])
+                         if name in self.values]
+                reply = {"jsonrpc": "2.0", "id": message["id"], "result": {"ParameterList": known} if known else {}}
+                if message["method"] in self.refused:
+                    del reply["result"]
+                    reply["error"] = {"code": 9001, "message": "Request denied"}
+                connection.sendall(json.dumps(reply).encode() + b"\n")

@@ -9,6 +9,7 @@ import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 
+from accepting import Accepting  # noqa: E402
 from daemon import BUILD, RAVC, Daemon  # noqa: E402
 from middleman import Middleman  # noqa: E402
 from private_tmp import private_tmp  # noqa: E402
@@ -83,6 +84,14 @@ def middleman(ravd, tmp_path):
     between = Middleman(tmp_path / "between.sock", ravd.socket)
     yield between
     between.close()
+
+
+@pytest.fixture
+def accepting(tmp_path):
+    """A daemon that lets everybody in (support/accepting.py)."""
+    daemon = Accepting(tmp_path / "accepting")
+    yield daemon
+    daemon.close()
 
 
 @pytest.fixture

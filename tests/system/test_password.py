@@ -12,6 +12,7 @@ import pexpect
 import pytest
 from accepting import Accepting
 from daemon import RAVC, wait_for
+from memory import is_in_memory
 
 CANARY = "kanarienvogel"
 PROMPT = "[ravc] password for joe: "
@@ -24,13 +25,6 @@ def home(tmp_path, monkeypatch):
     folder.mkdir()
     monkeypatch.setenv("HOME", str(folder))
     return folder
-
-
-@pytest.fixture
-def accepting(tmp_path):
-    daemon = Accepting(tmp_path / "accepting")
-    yield daemon
-    daemon.close()
 
 
 # --- the prompt
@@ -233,23 +227,6 @@ def test_startup_script_that_is_a_fifo_is_passed_over(accepting, tmp_path):
 
 
 # --- where a password may be seen afterwards
-
-
-def memory_of(pid):
-    """What a core image of the process would hold: every mapping that can be written."""
-    with open(f"/proc/{pid}/maps", encoding="ascii") as maps, open(f"/proc/{pid}/mem", "rb", 0) as memory:
-        for line in maps:
-            start, end = (int(number, 16) for number in line.split()[0].split("-"))
-            if line.split()[1].startswith("rw") and end - start < 1 << 30:
-                memory.seek(start)
-                try:
-                    yield memory.read(end - start)
-                except OSError:
-                    pass  # a mapping without memory behind it
-
-
-def is_in_memory(pid, text):
-    return any(text.encode() in part for part in memory_of(pid))
 
 
 def script(accepting, *arguments):
