@@ -6,6 +6,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -87,10 +88,33 @@ void show_list() {
     json_decref(list);
 }
 
-void ask() {
-    char *answer = rv_rl("Sure? ", -1);
+void ask(const char *question) {
+    char *answer = rv_rl(question, -1);
+    interrupted = 0;
     printf("ANSWER[%s]\n", answer ? answer : rv_rl_ctrl_d_is_pressed() ? "end" : "none");
     free(answer);
+}
+
+sigjmp_buf jump;
+
+void handle_interrupt(void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigaction(SIGINT, &action, nullptr);
+}
+
+void note_interrupt(int) {
+    interrupted = 1;
+}
+
+void ask_until_jump() {
+    handle_interrupt([](int) { siglongjmp(jump, 1); });
+    if (sigsetjmp(jump, 1) == 0) {
+        ask("Jump? ");
+    } else {
+        puts("\nJUMPED");
+    }
+    handle_interrupt(note_interrupt);
 }
 
 void run(const std::string &line) {
@@ -98,7 +122,9 @@ void run(const std::string &line) {
     if (line == "quit") {
         leaves = true;
     } else if (line == "ask") {
-        ask();
+        ask("Sure? ");
+    } else if (line == "jump") {
+        ask_until_jump();
     } else if (line == "secret") {
         printf("\nSECRET[%s]\n", ask_secret().c_str());
     } else if (line == "list") {
@@ -174,9 +200,7 @@ void loop(rv_rl_async *editor, int events) {
 }
 
 void take_interrupts() {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { interrupted = 1; };
-    sigaction(SIGINT, &action, nullptr);
+    handle_interrupt(note_interrupt);
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
@@ -221,7 +245,7 @@ void storm(unsigned seed, int keys) {
 }  // namespace
 
 int main(int count, char **arguments) {
-    int events = -1;
+    int events = -1, keys = 0;
     rv_rl_set_colors({220, 78, 100}, {120, 100, 55}, {50, 100, 55});
     rv_rl_case_insensitive(1);
     rv_rl_set_autocomplete_cb(complete);
@@ -232,8 +256,9 @@ int main(int count, char **arguments) {
         if (option == "--prompt") prompt = arguments[i + 1];
         if (option == "--events") events = open(arguments[i + 1], O_RDWR | O_NONBLOCK);
         if (option == "--load" && rv_history_load(arguments[i + 1]) < 0) puts("no history");
-        if (option == "--storm") return storm(static_cast<unsigned>(atoi(arguments[i + 1])), 3000), 0;
-        if (option == "--long-storm") return storm(static_cast<unsigned>(atoi(arguments[i + 1])), 150000), 0;
+        if (option == "--ask") return ask(arguments[i + 1]), 0;
+        if (option == "--keys") keys = atoi(arguments[i + 1]);
+        if (option == "--storm") return storm(static_cast<unsigned>(atoi(arguments[i + 1])), keys), 0;
     }
     take_interrupts();
     rv_rl_async *editor = rv_rl_async_new();
