@@ -45,12 +45,13 @@ int step_up_each(cdpath *p, const char *token) {
 }
 
 int step_to_previous(cdpath *p) {
-    printf(":%s\n", previous_path.path);
-    const bool owned = p->owned;
+    if (!p->quiet) printf(":%s\n", previous_path.path);
+    const bool owned = p->owned, quiet = p->quiet;
     p->owned = false;  // the record goes on living
     cdpath_release(p);
     cdpath_copy(p, &previous_path);
     p->owned = owned;
+    p->quiet = quiet;
     return 0;
 }
 
@@ -68,6 +69,7 @@ int step_into_template(cdpath *p, const char *token) {
 
 // The spelling that the cache knows for a name in any case, else the name as typed.
 const char *known_spelling(json_t *node, const char *name) {
+    if (rv_tr_is_instance_number(name)) return name;  // has no other spelling, and may stand among very many
     const char *key;
     json_t *value;
     json_object_foreach(node, key, value) if (strcasecmp(key, name) == 0) return key;

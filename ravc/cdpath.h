@@ -12,6 +12,7 @@ struct cdpath {
     bool multi;       // node is a multi-instance object
     bool ordered;     // node is an ordered multi-instance object
     bool allow_input;           // "#input" may be resolved
+    bool quiet;                 // for one who is still typing: "-" prints nothing, missing instances are not looked for
     bool wildcard;              // the way led through a "*"
     bool owned;                 // made by cdpath_copy(), freed by cdpath_release()
     char path[CDPATH_MAX + 1];  // dotted, without a leading ":" or a closing "."; empty at the root
@@ -20,8 +21,8 @@ struct cdpath {
 extern cdpath current_path;
 extern cdpath previous_path;
 
-// Makes dst a copy of src and returns it; a null dst is allocated. dst is overwritten, not released. The wildcard bit
-// is not copied.
+// Makes dst a copy of src and returns it; a null dst is allocated. dst is overwritten, not released. The bits
+// wildcard and quiet are not copied.
 cdpath *cdpath_copy(cdpath *dst, const cdpath *src);
 // Puts p at the root of the cache.
 void cdpath_reset(cdpath *p);

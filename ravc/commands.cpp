@@ -45,7 +45,7 @@ command_row rows[] = {
     {"lua", "lua", 22, 0, 0, to_come, to_come, "lua [<Lua statement>]",
      "run Lua script (without arguments - enter Luamode)"},
     {"luarecord", nullptr, 23, 0, 0, to_come, nullptr, "luarecord <filename>", "create lua-script from Lua session"},
-    {"opt", nullptr, 25, 0, 0, to_come, nullptr, "opt autocomplete|hint on|off", "enable/disable shell options"},
+    {"opt", nullptr, 25, 0, 0, process_opt, nullptr, "opt autocomplete|hint on|off", "enable/disable shell options"},
     {"order", "ChangeOrder", 26, 0, 0, process_order, process_order, "order <path> <num>",
      "assign order number to instance"},
     {"pwd", nullptr, 27, 0, 0, process_pwd, nullptr, "pwd", "print current path"},

@@ -11,6 +11,7 @@
 #include "rv/tr.h"
 
 json_t *node_cache_root;
+size_t node_cache_changes;
 
 namespace {
 
@@ -25,22 +26,27 @@ RequestPath request_path(const cdpath *p) {
     return path;
 }
 
+// Sends msg. Returns false when a signal has ended the wait for its reply.
+bool send_to_end(rv_jrpcmsg *msg) {
+    send_request(msg, NO_TIMEOUT);
+    return rv_jrpcmsg_get_error_code(msg) != RV_SOCKET_ERR_NOTHING;
+}
+
 json_t *parameter_list(const rv_jrpcmsg *reply) {
     return json_object_get(rv_jrpcmsg_get_result_json(reply), "ParameterList");
 }
 
-// The tree of the attributes of names (taken), below prefix: a new reference.
+// The tree of the attributes of names (taken), below prefix: a new reference, null when a signal has ended the wait.
 json_t *fetch_attributes(json_t *names, int depth, const char *prefix) {
     message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(names, depth);
     if (depth != 1) rv_jrpcmsg_add_parameter_json_new(msg, "IgnoreAccessError", json_true());
-    send_request(msg, NO_TIMEOUT);
-    return rv_tr_names_to_config(parameter_list(msg), prefix);
+    return send_to_end(msg) ? rv_tr_names_to_config(parameter_list(msg), prefix) : nullptr;
 }
 
-// The full names of a multi-instance object's instances: a new array.
+// The full names of a multi-instance object's instances: a new array, null when a signal has ended the wait.
 json_t *fetch_instance_names(const char *path) {
     message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_names(path, 1);
-    send_request(msg, NO_TIMEOUT);
+    if (!send_to_end(msg)) return nullptr;
     json_t *names = json_array();
     size_t i;
     json_t *element;
@@ -52,9 +58,12 @@ json_t *fetch_instance_names(const char *path) {
     return names;
 }
 
-// Adds the instances of the multi-instance object at path to level.
-void add_instances(json_t *level, const char *path) {
-    json_auto_t *instances = fetch_attributes(fetch_instance_names(path), -1, path);
+// Adds the instances of the multi-instance object at path to level. Returns false when a signal has ended the wait.
+bool add_instances(json_t *level, const char *path) {
+    json_t *names = fetch_instance_names(path);
+    if (!names) return false;
+    json_auto_t *instances = fetch_attributes(names, -1, path);
+    if (!instances) return false;
     node_cache_absorb_info(instances, level);
     const char *number;
     json_t *instance;
@@ -63,6 +72,7 @@ void add_instances(json_t *level, const char *path) {
         json_object_set_new(instance, "#fetched", json_true());
         json_object_set(level, number, instance);
     }
+    return true;
 }
 
 // Whether node has as many of keys as it has members.
@@ -105,13 +115,15 @@ void node_cache_absorb_info(json_t *object, const json_t *model) {
 int node_cache_fetch(cdpath *p) {
     const RequestPath path = request_path(p);
     json_auto_t *level = fetch_attributes(json_pack("[s]", path.text), 1, path.text);
+    if (!level) return 0;
     node_cache_absorb_info(level, nullptr);
     json_object_set_new(level, "#fetched", json_true());
-    if (p->multi) add_instances(level, path.text);
+    if (p->multi && !add_instances(level, path.text)) return 0;
     if (p->ordered) json_object_set_new(level, "order", json_pack("{s:b}", "#fetched", 1));
     if (p->node && p->node == node_cache_root) json_object_del(level, "DataModelVersion");
     if (!p->node) p->node = p->held = json_object();
     // Built aside and put in place here, with no wait between: an abandoned fetch leaves the node as it was.
+    node_cache_changes++;
     json_object_clear(p->node);
     json_object_update(p->node, level);
     return 0;
@@ -120,7 +132,8 @@ int node_cache_fetch(cdpath *p) {
 json_t *cdpath_child(cdpath *p, const char *name) {
     if (!p->node) return nullptr;
     const bool is_number = rv_tr_is_instance_number(name);
-    if (!is_known(p) || (p->multi && is_number && !json_object_get(p->node, name))) node_cache_fetch(p);
+    const bool is_looked_for = p->multi && is_number && !p->quiet && !json_object_get(p->node, name);
+    if (!is_known(p) || is_looked_for) node_cache_fetch(p);
     json_t *child = json_object_get(p->node, name);
     return !child && is_number ? json_object_get(p->node, "#template") : child;
 }
@@ -149,6 +162,7 @@ void node_cache_rebuild() {
 }
 
 void node_cache_release() {
+    node_cache_changes++;
     json_decref(node_cache_root);
     node_cache_root = nullptr;
 }

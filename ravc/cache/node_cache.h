@@ -11,14 +11,19 @@
 
 extern json_t *node_cache_root;  // null while there is no cache; owned here
 
+// Goes up with every change of a level, so that what was found out about one can be told to be out of date. Whoever
+// changes a level elsewhere counts it here.
+extern size_t node_cache_changes;
+
 // Fetches the level of p's node and merges it into the node, which keeps its identity (a null one is made); a
 // multi-instance object's instances come with everything below them. The root's parameter "DataModelVersion" is left
-// out where there is a cache. A request that fails leaves the level empty: see node_cache_failed(). Returns 0. Prints
+// out where there is a cache. A request that fails leaves the level empty: see node_cache_failed(); one that
+// a signal interrupts leaves the node as it was. Returns 0. Prints
 // nothing. May not return: Ctrl-C can abandon it, and then leaves the node as it was.
 int node_cache_fetch(cdpath *p);
 
 // The cache object of the child name of p's node, fetched where needed: borrowed, null when there is none. An instance
-// number that the daemon does not have gives the template.
+// number that the daemon does not have gives the template; it is looked for anew each time, but where p is quiet.
 json_t *cdpath_child(cdpath *p, const char *name);
 
 // Whether fetching p's level has failed: it is fetched again when it is needed next.

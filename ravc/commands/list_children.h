@@ -2,6 +2,7 @@
 #pragma once
 
 #include <jansson.h>
+#include <stdint.h>
 
 #include "ravc/cdpath.h"
 
@@ -14,5 +15,6 @@ enum {
 };
 
 // The children of place as a new array of strings, in the cache's order; the level is fetched where it has not been
-// yet, or in vain. prefix, where given and no filter, stands in front of each, followed by ".". Prints nothing.
-json_t *list_children(cdpath *place, const char *prefix, int options);
+// yet, or in vain. prefix, where given and no filter, stands in front of each, followed by ".". Nothing more is looked
+// for once there are enough. Prints nothing.
+json_t *list_children(cdpath *place, const char *prefix, int options, size_t enough = SIZE_MAX);

@@ -63,7 +63,7 @@ TEST(CommandTable, OnlyTheseAreCallableByMethod) {
 TEST(CommandTable, RowsStillToBeBuilt) {
     size_t left = 0;
     for (const command_row &row : command_table()) left += row.handler == unbuilt_command;
-    EXPECT_EQ(left, 11U);
+    EXPECT_EQ(left, 10U);
 }
 
 TEST(CommandTable, HasTextsForHelpOnEveryRowButDebug) {
