@@ -103,6 +103,9 @@ constexpr Parameter datamodel_parameters[] = {
 constexpr Parameter config_parameters[] = {
     {"Path", text, true, "Full name of the branch."},
 };
+constexpr Parameter select_parameters[] = {
+    {"Selector", text, true, "What to select; see the selector language."},
+};
 constexpr Parameter set_parameters[] = {
     {"ParameterList", pairs, true, "Full names of parameters and their new values: all are set or none."},
 };
@@ -126,6 +129,7 @@ constexpr char attributes_result[] =
 constexpr char datamodel_result[] =
     R"("type":"object","properties":{"Datamodel":{"type":"object"},"DataModelVersion":{"type":"string"}})";
 constexpr char config_result[] = R"("type":"object","properties":{"Config":{"type":"object"}})";
+constexpr char selection_result[] = R"("type":"object","properties":{"Selection":{"type":"object"}})";
 constexpr char status_result[] = R"("type":"object","properties":{"Status":{"type":"integer"}})";
 constexpr char add_result[] =
     R"("type":"object","properties":{"InstanceNumber":{"type":"integer"},"Status":{"type":"integer"}})";
@@ -141,6 +145,7 @@ constexpr Method table[] = {
      "Reads the schema attributes of nodes."},
     {"GetDatamodel", run_get_datamodel, datamodel_parameters, datamodel_result, "Reads branches of the schema."},
     {"GetConfig", run_get_config, config_parameters, config_result, "Reads a branch of the configuration."},
+    {"Select", run_select, select_parameters, selection_result, "Reads what a selector selects."},
     {"SetParameterValues", run_set_parameter_values, set_parameters, status_result, "Sets values, all or none."},
     {"RawSetParameterValues", run_raw_set_parameter_values, set_parameters, status_result,
      "Sets values, all or none; takes a text for every type."},

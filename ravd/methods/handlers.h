@@ -20,6 +20,7 @@ Fault run_get_parameter_values(const Call &call, std::string &result);
 Fault run_get_parameter_attributes(const Call &call, std::string &result);
 Fault run_get_datamodel(const Call &call, std::string &result);
 Fault run_get_config(const Call &call, std::string &result);
+Fault run_select(const Call &call, std::string &result);
 
 // writing.cpp
 Fault run_set_parameter_values(const Call &call, std::string &result);

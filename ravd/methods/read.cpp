@@ -30,4 +30,8 @@ Fault run_get_config(const Call &call, std::string &result) {
     return read_config(call.services.model, call.viewer(), call.text("Path"), result);
 }
 
+Fault run_select(const Call &call, std::string &result) {
+    return read_selection(call.services.model, call.viewer(), call.text("Selector"), result, call.reply_limit());
+}
+
 }  // namespace ravd

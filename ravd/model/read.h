@@ -36,6 +36,13 @@ Fault read_datamodel(Model &model, const Viewer &viewer, const json_t *paths, in
 // {"Config": value tree from the root}.
 Fault read_config(Model &model, const Viewer &viewer, std::string_view path, std::string &result);
 
+// {"Selection": {path: value tree, …}} in model order, each path without its closing ".". 9003 with the column in its
+// detail when the selector is malformed; 9005 when it, a condition or a name in braces names what the schema does not
+// have or the viewer may not see, or an instance that does not exist where nothing was left to choose; 9001 when it
+// leads to a parameter that the viewer may not read; 9004 as above. A condition on such a parameter is never fulfilled.
+Fault read_selection(Model &model, const Viewer &viewer, std::string_view selector, std::string &result,
+                     size_t limit = SIZE_MAX);
+
 // Whether the viewer may read the parameter of that full name, or see the object or instance; asks the schema only.
 bool may_read(Model &model, const Viewer &viewer, std::string_view name);
 

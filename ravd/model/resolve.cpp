@@ -15,14 +15,6 @@ const SchemaNode *find_element(const SchemaNode &node, std::string_view text) {
     return rv_tr_is_instance_number(std::string(text).c_str()) ? &node.instance() : nullptr;
 }
 
-// The instance that text names; null when it does not exist. Numbers have no leading zeros.
-Record *find_instance(const Table &table, std::string_view text) {
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
-    if (error != std::errc() || end != text.end() || text.starts_with('0')) return nullptr;
-    return table.find(number);
-}
-
 class Expansion {
  public:
     Expansion(const Path &path, LiveSync &sync) : path_(path), sync_(sync) {}
@@ -60,8 +52,19 @@ class Expansion {
 
 }  // namespace
 
+Record *find_instance(const Table &table, std::string_view element) {
+    uint32_t number = 0;
+    const auto [end, error] = std::from_chars(element.begin(), element.end(), number);
+    if (error != std::errc() || end != element.end() || element.starts_with('0')) return nullptr;
+    return table.find(number);
+}
+
 bool parse_path(const Schema &schema, std::string_view text, Path &path) {
-    path = {{}, &schema.root, text.ends_with('.'), false, false};
+    return parse_path_below(schema.root, text, path);
+}
+
+bool parse_path_below(const SchemaNode &start, std::string_view text, Path &path) {
+    path = {{}, &start, text.ends_with('.'), false, false};
     if (text == ".") return true;
     if (path.closed) text.remove_suffix(1);
     for (bool more = true; more;) {
@@ -94,16 +97,21 @@ std::vector<Place> present_places(const Path &path, Model::Parts &parts, LiveSyn
     return std::move(expansion.places);
 }
 
-Place schema_place(const Path &path, Model::Parts &parts, LiveSync &sync) {
-    Record *record = path.in_method ? nullptr : parts.root.get();
+Record *record_below(Record &start, const Path &path, LiveSync &sync) {
+    Record *record = &start;
     for (const auto &[text, node] : path.elements) {
-        if (!record) break;
         if (node->is_instance()) {
             record = find_instance(record->table(*node->parent), text);
+            if (!record) return nullptr;
         } else if (node->multi) {
             sync.update(*node);
         }
     }
+    return record;
+}
+
+Place schema_place(const Path &path, Model::Parts &parts, LiveSync &sync) {
+    Record *record = path.in_method ? nullptr : record_below(*parts.root, path, sync);
     std::string name = reply_name(path);
     return {path.node, record, name == "." ? "" : std::move(name), nullptr};
 }

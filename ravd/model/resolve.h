@@ -28,6 +28,8 @@ struct Path {
 // or without the closing ".". Case counts. False when the schema has no such name. A parameter's closing "." is
 // taken: see Path::closed. Whether instances exist is not looked at.
 bool parse_path(const Schema &schema, std::string_view text, Path &path);
+// The same for a name relative to the node start.
+bool parse_path_below(const SchemaNode &start, std::string_view text, Path &path);
 
 // path's elements joined and, unless it is a parameter, closed: the name that replies have it under. "." for the root.
 std::string reply_name(const Path &path);
@@ -45,6 +47,13 @@ struct Place {
 // into a method; where "#template" is an element, one for each present instance. Live tables on the way are updated
 // first. No place has a null record.
 std::vector<Place> present_places(const Path &path, Model::Parts &parts, LiveSync &sync);
+
+// The instance of table that a name's element means: null when there is none. Numbers have no leading zeros.
+Record *find_instance(const Table &table, std::string_view element);
+
+// The record that holds what path, parsed below the node that start is of, leads to; null when there is no such
+// instance, or when "#template" is an element. Live tables on the way are updated first.
+Record *record_below(Record &start, const Path &path, LiveSync &sync);
 
 // The one place of a name taken as it stands, its record null where there is no such instance.
 Place schema_place(const Path &path, Model::Parts &parts, LiveSync &sync);

@@ -108,6 +108,10 @@ std::string ModelTest::config(const char *path) {
     return run([&](std::string &result) { return read_config(*model, viewer, path, result); });
 }
 
+std::string ModelTest::select(const std::string &selector, size_t limit) {
+    return run([&](std::string &result) { return read_selection(*model, viewer, selector, result, limit); });
+}
+
 std::string ModelTest::set(const std::string &pairs, bool raw) {
     const Json array(json_loads(pairs.c_str(), 0, nullptr));
     EXPECT_TRUE(array) << pairs;

@@ -59,6 +59,7 @@ class ModelTest : public testing::Test {
     std::string attributes(std::initializer_list<const char *> asked, int depth = 0);
     std::string datamodel(std::initializer_list<const char *> asked, int depth = -1);
     std::string config(const char *path);
+    std::string select(const std::string &selector, size_t limit = SIZE_MAX);
     // pairs: JSON text, an array.
     std::string set(const std::string &pairs, bool raw = false);
     std::string add(const char *name);
