@@ -35,6 +35,13 @@ bool read_system_access() {
     return json_is_true(access);
 }
 
+// Stores whether the user has system access, and shows it.
+void show_access(bool access) {
+    identity_set_system_access(access);
+    colors_apply(color_table());
+    prompt_update();
+}
+
 }  // namespace
 
 int session_login(const char *name, const char *password) {
@@ -78,9 +85,8 @@ void try_login() {
 
 int session_set_identity(const char *user, const char *password) {
     identity_set(user, password);
-    identity_set_system_access(user && read_system_access());
-    colors_apply(color_table());
-    prompt_update();
+    show_access(false);  // should the read below be abandoned, nobody has the rights of whoever was there before
+    if (user) show_access(read_system_access());
     if (!node_cache_root) return 0;
     node_cache_rebuild();
     prompt_update();  // the current path is the root now

@@ -14,6 +14,7 @@ class Accepting:
         self.requests = []  # [(method, params)]
         self.values = {}  # by name
         self.refused = set()  # methods
+        self.unanswered = set()  # methods
         self.listener = socket.socket(socket.AF_UNIX if path else socket.AF_INET)
         self.listener.bind(str(path) if path else ("127.0.0.1", 0))
         self.listener.listen()
@@ -45,6 +46,8 @@ class Accepting:
                 known = [{"Name": name, "Value": self.values[name]} for name in params.get("ParameterNames", [])
                          if name in self.values]
                 reply = {"jsonrpc": "2.0", "id": message["id"], "result": {"ParameterList": known} if known else {}}
+                if message["method"] in self.unanswered:
+                    continue
                 if message["method"] in self.refused:
                     del reply["result"]
                     reply["error"] = {"code": 9001, "message": "Request denied"}
