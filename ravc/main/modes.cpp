@@ -12,6 +12,8 @@
 #include "ravc/daemon/connections.h"
 #include "ravc/daemon/request.h"
 #include "ravc/main/session.h"
+#include "ravc/shell/interrupt.h"
+#include "ravc/shell/loop.h"
 #include "ravc/shell/script.h"
 #include "ravc/unbuilt.h"
 #include "rv/wait.h"
@@ -34,7 +36,9 @@ int send_timeout_ms(const Options *options) {
 }
 
 int run_interactive(const Options *) {
-    return unbuilt("the interactive shell");
+    const int result = interactive_loop();
+    const int signal = interrupt_ending();
+    return signal ? 128 + signal : result;
 }
 
 int run_raw(const Options *options) {
@@ -56,8 +60,6 @@ int run_raw(const Options *options) {
     free(text);
     return rv_jrpcmsg_get_error_code(msg);
 }
-
-volatile sig_atomic_t running = 1;
 
 void on_sigint_ignored(int) {}
 

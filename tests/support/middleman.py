@@ -25,6 +25,8 @@ class Link:
         self.daemon = daemon
         self.role = None
         self.lock = threading.Lock()
+
+    def start(self):
         for pump in (self.pump_requests, self.pump_replies):
             threading.Thread(target=pump, daemon=True).start()
 
@@ -85,6 +87,7 @@ class Middleman:
             daemon = socket.socket(socket.AF_UNIX)
             daemon.connect(str(self.daemon))
             self.links.append(Link(self, client, daemon))
+            self.links[-1].start()
 
     def takes(self, link, message):
         """Notes a request. Returns whether it is to be passed on."""
