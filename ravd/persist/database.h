@@ -1,0 +1,69 @@
+// The database of the state folder: what must outlive the daemon. One SQLite file, ravd.db, open to its owner only; a
+// transaction is on the disk when commit() has returned.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace ravd {
+
+// A prepared statement with its parameters, from 1, and the columns of its row, from 0.
+class Statement {
+ public:
+    Statement() = default;
+    Statement &bind(int parameter, int64_t value);
+    Statement &bind(int parameter, std::string_view text);
+
+    // Goes to the next row. Returns false when there is none, or on failure: then the database says so.
+    bool step();
+    int64_t integer(int column) const;
+    std::string text(int column) const;
+
+ private:
+    friend class Database;
+    struct Finalize {
+        void operator()(sqlite3_stmt *statement) const;
+    };
+    std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+    class Database *database_ = nullptr;
+};
+
+class Database {
+ public:
+    Database() = default;
+    ~Database();
+    Database(const Database &) = delete;
+    Database &operator=(const Database &) = delete;
+
+    // Opens the file in folder, makes it where there is none, and brings its tables up to date in one transaction. A
+    // damaged file is put aside as "ravd.db.corrupt-N", which is logged, and a new one begun. Returns false and sets
+    // error on any other failure.
+    bool open(const std::string &folder, std::string &error);
+
+    Statement prepare(std::string_view sql);
+    // Runs a statement without parameters or rows. Returns false on failure.
+    bool run(const char *sql);
+
+    bool begin();
+    bool commit();  // on failure everything since begin() is taken back
+    void roll_back();
+
+    // What failed last, for the log; "" when nothing has since clear().
+    const std::string &error() const { return error_; }
+    bool failed() const { return !error_.empty(); }
+    void clear() { error_.clear(); }
+
+ private:
+    friend class Statement;
+    void fail();
+
+    sqlite3 *handle_ = nullptr;
+    std::string error_;
+};
+
+}  // namespace ravd
