@@ -1,22 +1,56 @@
 // A shell without a terminal, for tests that drive many commands: lines from standard input are split, run by name with
 // a node cache, and each answered by what the command prints and a line "== RESULT".
 //
-// usage: shell_driver SOCKET          the line "!rebuild" makes the cache anew
+// usage: shell_driver SOCKET
+// lines beside commands: "!rebuild" makes the cache anew, "!complete LINE" prints the candidates at LINE's end as a
+// JSON array, "!hint LINE" the hint, "!event PARAMS" notes an instance event
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include "ravc/cache/instance_events.h"
 #include "ravc/cache/node_cache.h"
 #include "ravc/commands.h"
 #include "ravc/commands/split_line.h"
 #include "ravc/daemon/connections.h"
+#include "ravc/shell/complete.h"
 #include "rv/colors.h"
 
 namespace {
 
+void rebuild(const char *) {
+    node_cache_rebuild();
+}
+
+void complete(const char *line) {
+    json_auto_t *candidates = json_array();
+    complete_line(line, strlen(line), candidates);
+    json_dumpf(candidates, stdout, JSON_COMPACT);
+    putchar('\n');
+}
+
+void hint(const char *line) {
+    char *text = hint_line(line);
+    puts(text ? text : "");
+    free(text);
+}
+
+void event(const char *text) {
+    json_auto_t *params = json_loads(text, 0, nullptr);
+    instance_events_note(params);
+}
+
+struct Extra {
+    const char *name;
+    void (*run)(const char *rest);
+};
+
+constexpr Extra extras[] = {{"!rebuild", rebuild}, {"!complete ", complete}, {"!hint ", hint}, {"!event ", event}};
+
 int run(const char *line) {
-    if (strcmp(line, "!rebuild") == 0) {
-        node_cache_rebuild();
+    for (const Extra &extra : extras) {
+        if (strncmp(line, extra.name, strlen(extra.name)) != 0) continue;
+        extra.run(line + strlen(extra.name));
         return 0;
     }
     json_auto_t *words = split_line(line, -1, nullptr);
@@ -45,6 +79,7 @@ int main(int argc, char **argv) {
         fflush(stdout);
     }
     free(line);
+    instance_events_clear();
     cdpath_release(&current_path);
     cdpath_release(&previous_path);
     node_cache_release();
