@@ -133,6 +133,14 @@ def test_lua_script_that_can_not_be_opened(ravc, tmp_path):
     assert (result.returncode, result.stdout) == (255, "Cannot open script file /nonexistent/script\n")
 
 
+def test_lua_name_takes_the_script_from_its_arguments(ravd, tmp_path):
+    program = tmp_path / "ravc_lua"
+    program.symlink_to(RAVC.resolve())
+    for arguments, name in ((("/nonexistent/a", "b"), "/nonexistent/a"), ((), "")):
+        result = run("-u", ravd.socket, *arguments, program=program)
+        assert (result.returncode, result.stdout) == (255, f"Cannot open script file {name}\n")
+
+
 def test_login_that_is_empty_is_not_attempted(ravc):
     assert ravc("-a", ":secret", "-r", "get", VERSION).stdout == " = '0.2.1'\n"
 

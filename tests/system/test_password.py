@@ -184,6 +184,37 @@ def test_auth_logs_in_before_anything_else(accepting, auth, params):
     assert accepting.methods().count("Login") == 1
 
 
+def test_auth_that_is_refused_ends_it(accepting):
+    accepting.refused = {"Login", "SetAuth"}
+    for arguments in (("-s",), ("-r", "get", "x"), ("-l",)):
+        accepting.requests.clear()
+        result = run(accepting, "-a", "joe:pw", *arguments, input="echo on\n")
+        assert (result.returncode, result.stdout, result.stderr) == (1, "", "Failed to authenticate user\n")
+        assert accepting.methods() == ["Login", "SetAuth", "GetParameterValues", "Logout"]
+
+
+def test_auth_by_token(accepting):
+    accepting.refused = {"Login"}
+    accepting.values["Device.Users.CurrentUser"] = "ann"
+    assert run(accepting, "-a", "token", "-r", "get", "x").returncode == 0
+    assert accepting.requests[:2] == [("Login", {"User": "token"}), ("SetAuth", {"Token": "token"})]
+    accepting.requests.clear()
+    assert run(accepting, "-a", "token", "-s", input="logout\n").returncode == 0
+    assert accepting.requests[-1] == ("SetAuth", {"Token": ""})
+
+
+def test_login_command_that_is_refused_ends_a_script(accepting):
+    accepting.refused = {"Login", "SetAuth"}
+    result = run(accepting, "-s", input="login joe -p pw\necho on\n")
+    assert (result.returncode, result.stdout, result.stderr) == (255, "Failed to authenticate user\n", "")
+
+
+def test_login_command_alone_is_the_user_of_the_environment(accepting, monkeypatch):
+    monkeypatch.setenv("USER", "zoe")
+    assert run(accepting, "-r", "login").returncode == 0
+    assert accepting.requests[0] == ("Login", {"User": "zoe"})
+
+
 @pytest.mark.parametrize("arguments", [(), ("-a", ":secret")])
 def test_script_logs_the_local_user_in(accepting, arguments):
     run(accepting, *arguments, "-s", stdin=subprocess.DEVNULL)
