@@ -2,7 +2,6 @@
 #include "ravc/commands/list_children.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <string.h>
@@ -13,51 +12,53 @@
 
 namespace {
 
-struct Child {
-    const char *name;  // borrowed from the cache, as its node is
-    json_t *node;
-};
+bool begins_with(const char *name, const std::string &prefix) {
+    return strncasecmp(name, prefix.c_str(), prefix.size()) == 0;
+}
 
-// The children of one level that begin with a prefix. Whoever types on narrows what the last key has found: only the
-// first key of a name looks at the whole level.
-struct Matches {
-    const json_t *level = nullptr;
-    size_t changes = 0;  // of the cache when they were found
-    std::string prefix;
-    std::vector<Child> children;
+// The children of one level that begin with a prefix, found as they are asked for. Whoever types on narrows what the
+// last keys have found and goes on from there: all the keys of a name look at the level once.
+class Matches {
+ public:
+    struct Child {
+        const char *name;  // borrowed from the cache, as its node is
+        json_t *node;
+    };
 
-    bool hold_for(const json_t *node, std::string_view longer) const {
-        return node == level && changes == node_cache_changes && longer.size() >= prefix.size() &&
-               strncasecmp(longer.data(), prefix.data(), prefix.size()) == 0;
+    void look_for(json_t *level, const char *prefix) {
+        const bool is_narrower = level == level_ && changes_ == node_cache_changes && begins_with(prefix, prefix_);
+        prefix_ = prefix;
+        level_ = level;
+        changes_ = node_cache_changes;
+        if (is_narrower) {
+            std::erase_if(found_, [this](const Child &child) { return !begins_with(child.name, prefix_); });
+        } else {
+            found_.clear();
+            next_ = json_object_iter(level);
+        }
     }
+
+    // Null behind the last one.
+    const Child *at(size_t i) {
+        for (; i >= found_.size() && next_; next_ = json_object_iter_next(level_, next_)) {
+            const char *name = json_object_iter_key(next_);
+            if (begins_with(name, prefix_)) found_.push_back({name, json_object_iter_value(next_)});
+        }
+        return i < found_.size() ? &found_[i] : nullptr;
+    }
+
+ private:
+    json_t *level_ = nullptr;
+    size_t changes_ = 0;  // of the cache when the search began
+    std::string prefix_;
+    std::vector<Child> found_;
+    void *next_ = nullptr;  // the first child that has not been looked at
 };
 
-void keep_matching(std::vector<Child> *children, const std::string &prefix) {
-    std::erase_if(*children, [&](const Child &child) {
-        return strncasecmp(child.name, prefix.c_str(), prefix.size()) != 0;
-    });
-}
-
-std::vector<Child> children_beginning_with(json_t *level, const std::string &prefix) {
-    std::vector<Child> children;
-    const char *name;
-    json_t *node;
-    json_object_foreach(level, name, node) if (strncasecmp(name, prefix.c_str(), prefix.size()) == 0)
-        children.push_back({name, node});
-    return children;
-}
-
-const std::vector<Child> &matches(json_t *level, const char *prefix) {
+Matches &matches(json_t *level, const char *prefix) {
     static auto *last = new Matches;
-    if (last->hold_for(level, prefix)) {
-        keep_matching(&last->children, prefix);
-    } else {
-        last->children = children_beginning_with(level, prefix);
-    }
-    last->level = level;
-    last->changes = node_cache_changes;
-    last->prefix = prefix;
-    return last->children;
+    last->look_for(level, prefix);
+    return *last;
 }
 
 bool is_read_only(const json_t *node) {
@@ -90,8 +91,9 @@ json_t *list_children(cdpath *place, const char *prefix, int options, size_t eno
         return json_array_size(list) < enough;
     };
     if ((options & LIST_FILTER) && prefix && *prefix) {
-        for (const Child &child : matches(place->node, prefix))
-            if (!take(child.name, child.node)) break;
+        Matches &found = matches(place->node, prefix);
+        for (size_t i = 0; const Matches::Child *child = found.at(i); i++)
+            if (!take(child->name, child->node)) break;
     } else {
         const char *name;
         json_t *node;

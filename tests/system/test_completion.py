@@ -52,11 +52,15 @@ def children(client, path):
     return {entry["Name"][len(path):] for entry in listed}
 
 
+# The machine's processes and neighbours: others at every look.
+VOLATILE = {"Device.DeviceInfo.ProcessStatus.Process.", "Device.Hosts.Host."}
+
+
 def walk(shell, path=""):
     """All object paths that completion leads to from path, closed with "."."""
     yield path
     for name in shell.complete(f"ls :{path}"):
-        if name.endswith("."):
+        if name.endswith(".") and path + name.removeprefix(":") not in VOLATILE:
             yield from walk(shell, path + name.removeprefix(":"))
 
 
