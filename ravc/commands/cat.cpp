@@ -10,6 +10,7 @@
 #include "ravc/commands/value_print.h"
 #include "ravc/daemon/reply_status.h"
 #include "ravc/daemon/request.h"
+#include "ravc/shell/interrupt.h"
 #include "rv/tr.h"
 
 namespace {
@@ -33,6 +34,7 @@ void print_parameters(const json_t *list, Prefix prefix) {
     size_t width = 0;
     json_array_foreach(list, i, element) width = std::max(width, strlen(relative_name(element, prefix)));
     json_array_foreach(list, i, element) {
+        if (interrupt_pending()) return;
         const char *name = relative_name(element, prefix);
         const char *full_name = json_string_value(json_object_get(element, "Name"));
         printf("%-*s", static_cast<int>(width), name);

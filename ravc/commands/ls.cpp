@@ -13,6 +13,7 @@
 #include "ravc/commands/target.h"
 #include "ravc/daemon/request.h"
 #include "ravc/shell/colors.h"
+#include "ravc/shell/interrupt.h"
 #include "rv/rl.h"
 #include "rv/tr.h"
 
@@ -99,6 +100,7 @@ void print_table(const std::vector<Row> &rows) {
     printf("%-*s %-*s %-*s %-*s %s\n", type + 1, "Type", access + 1, "Access", perms + 1, "Perms", flags + 1, "Flags",
            "Name");
     for (const Row &row : rows) {
+        if (interrupt_pending()) return;
         printf("%-*s %-*s %-*s %-*s ", type + 1, row.type.c_str(), access + 1, row.access.c_str(), perms + 1,
                row.perms.c_str(), flags + 1, row.flags.c_str());
         rv_colors_set_hsv2(color_of(COLOR_AUTOCOMPLETE));

@@ -45,8 +45,7 @@ bool is_max_instance(const char *key) {
     return strcmp(key, "max_instance") == 0;
 }
 
-// The objects of the present drawing that hold no value at any depth. Kept here, not on the stack: a drawing can be
-// abandoned between any two lines.
+// The objects of the present drawing that hold no value at any depth.
 std::unordered_set<const json_t *> &hollow_objects() {
     static std::unordered_set<const json_t *> objects;
     return objects;
@@ -113,8 +112,7 @@ bool draw_children(Frame *frame, bool parameters) {
 
 // The root is its own parent.
 void draw(Frame *parent, Frame *frame) {
-    if (!is_drawable(frame->data) || frame->depth > LEVELS) return;
-    interrupt_checkpoint();
+    if (!is_drawable(frame->data) || frame->depth > LEVELS || interrupt_pending()) return;
     if (frame->depth > 0) print_connectors(parent);
     printf("%-*s", parent->width, frame->name);
     print_value_colored(frame->data, frame->schema);

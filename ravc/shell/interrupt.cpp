@@ -1,5 +1,5 @@
-// The handlers, and the one jump of the program. Both SIGINT handlers run inside a wait or a checkpoint only, where no
-// lock is held and nothing is half written; so the jump may leave any frame behind, at the price of what it held.
+// The handlers, and the one jump of the program. Both SIGINT handlers run inside a wait only, where no lock is held and
+// nothing is half written; so the jump may leave any frame behind, at the price of what it held.
 #include "ravc/shell/interrupt.h"
 
 #include <setjmp.h>
@@ -9,6 +9,7 @@ namespace {
 
 sigjmp_buf command_jump;
 volatile sig_atomic_t command_running, taken, ending;
+bool blocked;
 
 // That poll() returns with EINTR is all that has to happen; the note is for whoever waited for something else.
 void on_sigint_idle(int) {
@@ -40,13 +41,6 @@ void end_in_good_order_on(int number) {
     if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) set_action(number, on_end);
 }
 
-sigset_t only_sigint() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    return set;
-}
-
 // Returns true when command ran to its end.
 bool run_or_jump(void (*command)(void *), void *context) {
     if (sigsetjmp(command_jump, 1) != 0) return false;
@@ -58,8 +52,11 @@ bool run_or_jump(void (*command)(void *), void *context) {
 }  // namespace
 
 void interrupt_init() {
-    const sigset_t interrupt = only_sigint();
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
     pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+    blocked = true;
     end_in_good_order_on(SIGHUP);
     end_in_good_order_on(SIGTERM);
 }
@@ -88,10 +85,7 @@ bool run_command(void (*command)(void *), void *context) {
     return finished;
 }
 
-void interrupt_checkpoint() {
+bool interrupt_pending() {
     sigset_t pending;
-    if (sigpending(&pending) < 0 || !sigismember(&pending, SIGINT)) return;
-    const sigset_t interrupt = only_sigint();
-    pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);  // its handler runs before this returns
-    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+    return blocked && sigpending(&pending) == 0 && sigismember(&pending, SIGINT);
 }

@@ -19,6 +19,6 @@ int interrupt_ending();
 // that is still pending is used up. Does nothing and returns true while a command runs already.
 bool run_command(void (*command)(void *context), void *context);
 
-// For long loops without a wait: a SIGINT that is pending is let in here. To be called every few hundred steps, where
-// nothing is locked or half changed and no frame of the command holds more than plain data.
-void interrupt_checkpoint();
+// Whether a SIGINT waits to be let in. For long loops without a wait, which then end early and release what they hold:
+// it takes effect in the next wait, or is used up when the command ends. False wherever SIGINT is not blocked.
+bool interrupt_pending();

@@ -114,6 +114,11 @@ class Screen:
         """Whether the terminal gives every key at once."""
         return not termios.tcgetattr(self.master)[3] & termios.ICANON
 
+    def hides_keys(self):
+        """Whether whole lines are read and not echoed."""
+        modes = termios.tcgetattr(self.master)[3]
+        return modes & termios.ICANON and not modes & termios.ECHO
+
     def wait_line(self, line):
         """Waits until the shell waits for keys and shows the prompt and line, the cursor at its end."""
         self.wait(lambda: self.takes_keys() and self.line() == line, f"the line {line!r}")
