@@ -6,6 +6,7 @@
 
 #include <event2/bufferevent_ssl.h>
 #include <openssl/err.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@ namespace {
 constexpr unsigned char tls_record = 0x16;  // the first byte of a TLS handshake, and of no message
 constexpr size_t read_size = 64 * kib;      // at once
 constexpr size_t write_size = 256 * kib;    // at once
+constexpr size_t waiting_room = 64 * kib;   // read while a reply is waited for: enough to see the client's end
 constexpr size_t worth_lending = 16 * kib;  // replies from here are sent from where they are, not copied
 
 using Clock = std::chrono::steady_clock;
@@ -117,7 +119,7 @@ FrameLimits Connection::frame_limits() const {
 void Connection::serve() {
     evbuffer *input = bufferevent_get_input(stream_);
     if (state_ == State::ending) evbuffer_drain(input, evbuffer_get_length(input));
-    if (state_ != State::open) return;
+    if (state_ != State::open || waiting_) return;
     const auto turn_end = Clock::now() + std::chrono::milliseconds(limits().turn_ms);
     unfinished_ = false;
     for (uint64_t served = 0; !paused_; ++served) {
@@ -136,7 +138,13 @@ void Connection::serve() {
 
 bool Connection::is_done() const {
     if (peer_.secured) return !unfinished_;  // after the peer's end nothing goes out over TLS
-    return !unfinished_ && !paused_ && unsent() == 0;
+    return !unfinished_ && !waiting_ && !paused_ && unsent() == 0;
+}
+
+// The peer neither sends nor receives any more. Over TCP that shows only once something is sent.
+bool Connection::has_hung_up() const {
+    pollfd end = {bufferevent_getfd(stream_), 0, 0};
+    return poll(&end, 1, 0) > 0 && (end.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 // Returns false when there is no request, or no more connection to serve.
@@ -153,7 +161,9 @@ bool Connection::serve_one() {
         frames_.take(input);
         if (timer_kind_ == Timer::partial) stop_timer();
     }
-    if (!exchange_->step(host_.services(), *this)) return true;
+    const Exchange::Step step = exchange_->step(host_.services(), *this);
+    waiting_ = step == Exchange::Step::waiting;
+    if (step != Exchange::Step::done) return step == Exchange::Step::more;
     std::string reply = exchange_->take_reply();
     exchange_.reset();
     if (!reply.empty()) send(std::move(reply));
@@ -206,6 +216,7 @@ void Connection::on_event(short what) {
     if (state_ == State::closed) return;
     if ((what & BEV_EVENT_EOF) != 0 && state_ != State::handshake) {  // the last bytes may still be to come
         at_end_ = true;
+        if (state_ == State::open && waiting_ && (peer_.secured || has_hung_up())) return close();
         if (state_ == State::open && !paused_) {
             unfinished_ = true;
             host_.schedule(*this);
@@ -245,7 +256,15 @@ void Connection::settled() {
     if (timer_kind_ == Timer::login) stop_timer();
 }
 
+// At once, so that the reply leaves before events of the changes that it reports.
+void Connection::resume() {
+    if (!waiting_) return;
+    waiting_ = false;
+    serve();
+}
+
 void Connection::update_reading() {
+    bufferevent_setwatermark(stream_, EV_READ, 0, waiting_ ? waiting_room : 0);
     const bool wanted = !paused_ && !unfinished_ && !at_end_;
     const bool reading = (bufferevent_get_enabled(stream_) & EV_READ) != 0;
     if (wanted && !reading) bufferevent_enable(stream_, EV_READ);
@@ -254,7 +273,7 @@ void Connection::update_reading() {
 
 // A message begun must be ended in time, unless it is we who do not read, or an earlier end is set.
 void Connection::update_timer() {
-    const bool waiting = frames_.partial() && !paused_ && !unfinished_;
+    const bool waiting = frames_.partial() && !waiting_ && !paused_ && !unfinished_;
     if (timer_kind_ == Timer::none && waiting) start_timer(Timer::partial, limits().partial_ms);
     if (timer_kind_ == Timer::partial && !waiting) stop_timer();
 }

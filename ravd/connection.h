@@ -47,6 +47,7 @@ class Connection : public Member {
 
     void deliver(const EventLine &event) override;
     void settled() override;
+    void resume() override;
     bool is_closed() const { return state_ == State::closed; }
 
     // For the host: where it keeps this connection, and whether it is on the list for the next round.
@@ -77,6 +78,7 @@ class Connection : public Member {
     void forget_silent();
 
     bool is_done() const;
+    bool has_hung_up() const;
     size_t unsent() const;
     const ClientLimits &limits() const { return host_.services().limits; }
     FrameLimits frame_limits() const;
@@ -93,6 +95,7 @@ class Connection : public Member {
     Timer timer_kind_ = Timer::none;
     bool paused_ = false;      // too many replies are not taken: no request is read
     bool unfinished_ = false;  // the turn ended before the requests did
+    bool waiting_ = false;     // the reply to a request was deferred
     bool at_end_ = false;      // the client sends no more
 };
 

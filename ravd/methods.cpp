@@ -178,6 +178,24 @@ void append_method(std::string &out, const Method &method) {
 
 }  // namespace
 
+void Deferred::answer(Fault fault, std::string result) {
+    if (!is_wanted() || answered_) return;
+    fault_ = std::move(fault);
+    result_ = std::move(result);
+    answered_ = true;
+    caller_->resume();
+}
+
+void Deferred::abandon() {
+    caller_ = nullptr;
+    if (const auto call = std::exchange(on_abandoned_, nullptr)) call();
+}
+
+std::shared_ptr<Deferred> Call::defer() const {
+    *deferred = std::make_shared<Deferred>(caller);
+    return *deferred;
+}
+
 const Viewer &Call::viewer() const {
     return caller.session().viewer;
 }

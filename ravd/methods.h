@@ -1,9 +1,12 @@
 // The methods that clients can call: one table, which also checks parameters and describes itself.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <jansson.h>
 
@@ -16,6 +19,7 @@ class Events;
 class Member;
 class Model;
 class Sessions;
+class Workers;
 struct Viewer;
 
 // What a method may use.
@@ -24,6 +28,33 @@ struct Services {
     Sessions &sessions;
     Events &events;
     const ClientLimits &limits;
+    Workers &workers;
+};
+
+// The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request
+// until it was given, and everybody else is served meanwhile. To be used on the loop only.
+class Deferred {
+ public:
+    explicit Deferred(Member &caller) : caller_(&caller) {}
+    Deferred(const Deferred &) = delete;
+    Deferred &operator=(const Deferred &) = delete;
+
+    // Gives the reply: a fault, or the result as JSON text. Once; does nothing when the client has gone.
+    void answer(Fault fault, std::string result = {});
+    // The client is still there.
+    bool is_wanted() const { return caller_ != nullptr; }
+    // Called when the client goes before it was answered, to end the work early.
+    void on_abandoned(std::function<void()> call) { on_abandoned_ = std::move(call); }
+
+ private:
+    friend class Exchange;
+    void abandon();
+
+    Member *caller_;
+    bool answered_ = false;
+    Fault fault_;
+    std::string result_;
+    std::function<void()> on_abandoned_;
 };
 
 // One call. The parameters have been checked against the method's row before its function runs.
@@ -31,7 +62,11 @@ struct Call {
     Services &services;
     Member &caller;
     const json_t *params;  // an object, or null when there are none; borrowed
+    std::shared_ptr<Deferred> *deferred = nullptr;
 
+    // From here on the call is answered through what this returns; what its function returns does not count. The
+    // parameters live until then, or until the client goes.
+    std::shared_ptr<Deferred> defer() const;
     const Viewer &viewer() const;
     uint64_t reply_limit() const;  // bytes
     // A parameter's value; for an absent one null resp. the value given.
@@ -57,7 +92,7 @@ struct Parameter {
 
 struct Method {
     const char *name;
-    // Appends the result, JSON text, or returns a fault (what was appended then does not count).
+    // Appends the result, JSON text, or returns a fault (what was appended then does not count), or defers the reply.
     Fault (*run)(const Call &call, std::string &result);
     std::span<const Parameter> parameters;
     const char *result;  // the members of the result's JSON Schema

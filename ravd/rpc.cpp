@@ -17,6 +17,7 @@ constexpr int invalid_request = -32600;
 constexpr int method_not_found = -32601;
 constexpr int invalid_params = -32602;
 constexpr size_t id_length = 256;
+constexpr char result_envelope[] = R"({"jsonrpc":"2.0","result":)";
 
 // The id as the reply repeats it.
 std::string id_text(const json_t *id) {
@@ -58,13 +59,14 @@ Fault check_request(const json_t *request) {
     return {};
 }
 
-Fault call_method(const json_t *request, Services &services, Member &caller, std::string &result) {
+Fault call_method(const json_t *request, Services &services, Member &caller, std::shared_ptr<Deferred> &deferred,
+                  std::string &result) {
     const Method *method = find_method(string_member(request, "method"));
     if (method == nullptr) return {method_not_found, {}, {}};
     const json_t *params = json_object_get(request, "params");
     if (json_is_array(params)) return {invalid_params, "params: by name only, not by position", {}};
     if (Fault fault = check_parameters(*method, params)) return fault;
-    return method->run({services, caller, params}, result);
+    return method->run({services, caller, params, &deferred}, result);
 }
 
 bool is_too_long_integer(std::string_view number) {
@@ -159,24 +161,30 @@ void Exchange::refuse_batch(const Fault &fault) {
     append_error_reply(reply_, nullptr, fault);
 }
 
-bool Exchange::step(Services &services, Member &caller) {
-    if (!message_) return true;
-    if (!json_is_array(message_.get())) {
-        serve(message_.get(), services, caller);
-        return true;
-    }
-    const size_t before = reply_.size();
-    reply_ += before == 0 ? '[' : ',';
-    serve(json_array_get(message_.get(), next_++), services, caller);
-    if (reply_.size() == before + 1) reply_.resize(before);
-    if (next_ < json_array_size(message_.get())) return false;
-    if (!reply_.empty()) reply_ += ']';
-    return true;
+Exchange::~Exchange() {
+    if (deferred_) deferred_->abandon();
 }
 
-void Exchange::serve(const json_t *request, Services &services, Member &caller) {
-    const json_t *id = json_object_get(request, "id");
-    if (const Fault fault = check_request(request)) {
+Exchange::Step Exchange::step(Services &services, Member &caller) {
+    if (!message_) return Step::done;
+    const bool batch = json_is_array(message_.get());
+    if (!deferred_) {
+        begin_ = reply_.size();
+        if (batch) reply_ += begin_ == 0 ? '[' : ',';
+        request_ = batch ? json_array_get(message_.get(), next_++) : message_.get();
+        serve(services, caller);
+    }
+    if (deferred_ && !take_deferred()) return Step::waiting;
+    if (!batch) return Step::done;
+    if (reply_.size() == begin_ + 1) reply_.resize(begin_);
+    if (next_ < json_array_size(message_.get())) return Step::more;
+    if (!reply_.empty()) reply_ += ']';
+    return Step::done;
+}
+
+void Exchange::serve(Services &services, Member &caller) {
+    const json_t *id = json_object_get(request_, "id");
+    if (const Fault fault = check_request(request_)) {
         append_error_reply(reply_, id != nullptr && is_usable_id(id) ? id : nullptr, fault);
         return;
     }
@@ -186,8 +194,28 @@ void Exchange::serve(const json_t *request, Services &services, Member &caller) 
         return;
     }
     // The result goes straight behind its envelope; a fault takes all of it back.
-    reply_ += R"({"jsonrpc":"2.0","result":)";
-    const Fault fault = call_method(request, services, caller, reply_);
+    reply_ += result_envelope;
+    const Fault fault = call_method(request_, services, caller, deferred_, reply_);
+    if (deferred_) {
+        reply_.resize(before);
+    } else {
+        end_reply(before, fault);
+    }
+}
+
+// Returns false while there is nothing to take.
+bool Exchange::take_deferred() {
+    if (!deferred_->answered_) return false;
+    const std::shared_ptr<Deferred> deferred = std::exchange(deferred_, nullptr);
+    const size_t before = reply_.size();
+    reply_.append(result_envelope).append(deferred->result_);
+    end_reply(before, deferred->fault_);
+    return true;
+}
+
+// Ends what was begun with the envelope of a result, or puts the fault in its place.
+void Exchange::end_reply(size_t before, const Fault &fault) {
+    const json_t *id = json_object_get(request_, "id");
     if (fault || id == nullptr) reply_.resize(before);
     if (id == nullptr) return;
     if (fault) {

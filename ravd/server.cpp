@@ -17,6 +17,9 @@ namespace ravd {
 
 namespace {
 
+constexpr size_t worker_threads = 2;
+constexpr size_t worker_queue = 1000;
+
 event_base *new_base() {
     event_set_log_callback([](int severity, const char *text) {
         if (severity >= EVENT_LOG_WARN) log_warning("event loop: %s", text);
@@ -42,7 +45,8 @@ Server::Server(const Options &options, Model &model)
       admission_(options.limits, connection_limit(options.limits)),
       sessions_(geteuid(), options.limits.groups),
       events_(sessions_, model, [this] { wake(); }),
-      services_{model, sessions_, events_, options.limits} {
+      workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
+      services_{model, sessions_, events_, options.limits, *workers_} {
     turn_ = event_new(
         base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
     const int numbers[] = {SIGTERM, SIGINT};
@@ -68,6 +72,7 @@ Server::~Server() {
     }
     for (event *each : signals_) event_free(each);
     event_free(turn_);
+    workers_.reset();
     event_base_free(base_);
 }
 

@@ -15,6 +15,7 @@
 #include "ravd/options.h"
 #include "ravd/session.h"
 #include "ravd/tls.h"
+#include "ravd/workers.h"
 
 namespace ravd {
 
@@ -52,6 +53,7 @@ class Server : private ConnectionHost {
     Admission admission_;
     Sessions sessions_;
     Events events_;
+    std::unique_ptr<Workers> workers_;
     Services services_;
     std::vector<std::unique_ptr<Listener>> listeners_;
     std::vector<std::unique_ptr<Connection>> connections_;

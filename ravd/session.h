@@ -38,6 +38,8 @@ class Member {
     virtual void deliver(const EventLine &event) = 0;
     // The session has logged in or joined a group: its time no longer runs out.
     virtual void settled() = 0;
+    // A reply that was deferred has been given.
+    virtual void resume() {}
 
  protected:
     Peer peer_;

@@ -24,7 +24,7 @@ class Workers {
 
  private:
     struct Shared;
-    std::shared_ptr<Shared> shared_;
+    std::unique_ptr<Shared> shared_;
 };
 
 }  // namespace ravd

@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include "ravd/events.h"
+#include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
 
 namespace ravd {
@@ -29,9 +30,9 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model, sessions, *events, limits};
+        Services services = {*model, sessions, *events, limits, workers};
         Exchange exchange(message, limits);
-        for (steps = 1; !exchange.step(services, member); ++steps) {
+        for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
         return exchange.take_reply();
     }
@@ -41,6 +42,8 @@ class RpcTest : public testing::Test {
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;
     TestMember member{sessions};
+    const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};
+    Workers workers{base.get(), 1, 1};
     ClientLimits limits;
     int steps = 0;
 };
