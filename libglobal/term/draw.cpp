@@ -20,7 +20,6 @@
 
 namespace {
 
-
 struct Screen {
     rv::TerminalSize size = {};  // as the line was laid out
     bool is_plain = false;
