@@ -39,7 +39,7 @@ bool is_whole_sequence(const std::string &key) {
 
 bool is_typeable(const std::string &character) {
     const rv::Character c = rv::first_character(character);
-    return c.bytes == character.size() && c.code >= 0xa0;
+    return c.bytes == character.size() && c.code >= 0xa0 && c.code <= 0x10ffff;
 }
 
 }  // namespace

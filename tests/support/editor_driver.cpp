@@ -53,7 +53,10 @@ void complete(const char *line, size_t cursor, json_t *out) {
     }
 }
 
+int hints;  // asked for
+
 char *hint(const char *line) {
+    hints++;
     json_t *list = json_array();
     complete(line, strlen(line), list);
     char *result = nullptr;
@@ -132,6 +135,8 @@ void run(const std::string &line) {
     } else if (line == "bar") {
         for (int i = 0; i <= 100; i += 50) rv_rl_draw_progressbar(i, "Sending");
         puts("");
+    } else if (line.starts_with("hints")) {
+        printf("HINTS %d of %zu\n", hints, line.size());
     } else if (line == "remember") {
         rv_history_add("for i=1,2 do\n  print(i)\nend");
     } else if (line == "crash") {
