@@ -3,6 +3,7 @@
 #include "libglobal/base/wait.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <errno.h>
 #include <signal.h>
@@ -13,11 +14,16 @@
 namespace {
 
 rv::IdleService idle_service;
+void (*before_wait)();
 
 }  // namespace
 
 void rv::set_idle_service(IdleService service) {
     idle_service = service;
+}
+
+void rv::set_before_wait(void (*function)()) {
+    before_wait = function;
 }
 
 int64_t rv_now_ms(void) {
@@ -31,6 +37,7 @@ int64_t rv_deadline(int timeout_ms) {
 }
 
 int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
+    if (before_wait) std::exchange(before_wait, nullptr)();
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     const bool is_blocked = sigismember(&mask, SIGINT);

@@ -12,4 +12,7 @@ using IdleService = int (*)(int64_t deadline);
 // What rv_sleep_ms() does while it sleeps; null for nothing.
 void set_idle_service(IdleService service);
 
+// What runs once, before the next rv_wait() begins; null for nothing.
+void set_before_wait(void (*function)());
+
 }  // namespace rv

@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include "libglobal/base/colors.h"
+#include "libglobal/base/wait.h"
 #include "libglobal/term/columns.h"
 #include "libglobal/term/input.h"
 #include "libglobal/term/modes.h"
@@ -60,20 +61,6 @@ rv::Place end_of(std::string_view text) {
     return rv::layout(screen().prompt + std::string(text), screen().size.columns);
 }
 
-// A new text or none, for the line as it stands.
-std::string ask_hint() {
-    const Screen &s = screen();
-    const rv_rl_hint_cb callback = rv::editor_settings().hint;
-    if (!callback || s.is_plain || s.is_sideways || rl_end == 0 || rl_point != rl_end || is_reading_on()) return "";
-    const std::string asked(line());
-    char *text = callback(asked.c_str());
-    if (!text) return "";
-    const std::string hint = text;
-    free(text);
-    const bool fits = end_of(asked + hint).row + 1 < s.size.rows;
-    return fits && !rv::has_control(hint) ? hint : "";
-}
-
 // readline gives the "active region" a colour of its own: between the mark and the cursor.
 void set_hint_color() {
     const rv::EditorSettings &settings = rv::editor_settings();
@@ -116,10 +103,8 @@ void choose_scrolling() {
     s.is_sideways = sideways;
 }
 
-void draw(bool with_hint) {
+void put(const std::string &hint) {
     Screen &s = screen();
-    choose_scrolling();
-    const std::string hint = with_hint ? ask_hint() : "";
     // readline deletes and inserts single cells also inside wide characters, which terminals do not agree on.
     const bool narrow = rv::is_narrow(line()) && rv::is_narrow(hint);
     if (!narrow || !s.was_narrow) erase_for_redraw();
@@ -129,8 +114,30 @@ void draw(bool with_hint) {
     } else {
         redisplay_with(hint);
     }
-    s.is_changed = false;
     fflush(rl_outstream);
+}
+
+// A new text or none, for the line as it stands.
+std::string ask_hint() {
+    const Screen &s = screen();
+    const rv_rl_hint_cb callback = rv::editor_settings().hint;
+    if (!callback || s.is_plain || s.is_sideways || rl_end == 0 || rl_point != rl_end || is_reading_on()) return "";
+    const std::string asked(line());
+    rv::set_before_wait([] { put(""); });  // what is typed is seen at once, however long its hint takes
+    char *text = callback(asked.c_str());
+    rv::set_before_wait(nullptr);
+    if (!text) return "";
+    const std::string hint = text;
+    free(text);
+    const bool fits = end_of(asked + hint).row + 1 < s.size.rows;
+    return fits && !rv::has_control(hint) ? hint : "";
+}
+
+void draw(bool with_hint) {
+    choose_scrolling();
+    const std::string hint = with_hint ? ask_hint() : "";
+    put(hint);
+    screen().is_changed = false;
 }
 
 bool shows_prompt() {
@@ -181,6 +188,7 @@ bool rv::draw_is_plain() {
 
 void rv::draw_set_prompt(std::string_view prompt) {
     Screen &s = screen();
+    set_before_wait(nullptr);  // left by a callback that a handler jumped away from
     s.prompt = prompt;
     for (char &c : s.prompt)
         if (has_control({&c, 1}) && c != '\n') c = '?';

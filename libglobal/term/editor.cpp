@@ -104,6 +104,14 @@ bool is_lone_escape(const rv_rl_async *e) {
            rv::input_wait(rv_deadline(escape_patience_ms), false) == rv::Input::timeout;
 }
 
+// What a signal during a callback's wait asked for: the caller's next wait will not end because of it.
+void redraw_if_signalled(rv_rl_async *e) {
+    static int seen;
+    if (rv::modes_signals() == seen) return;
+    seen = rv::modes_signals();
+    rv_rl_async_resized(e);
+}
+
 char *finish(rv_rl_async *e, int32_t *state) {
     *state = 0;
     char *line = e->line;
@@ -178,10 +186,14 @@ char *rv_rl_async_feed(rv_rl_async *e, int key, int32_t *state) {
         return nullptr;
     }
     std::string whole = e->keys.add(static_cast<unsigned char>(key));
-    if (is_lone_escape(e)) whole = e->keys.take();
+    if (is_lone_escape(e)) {
+        whole = e->keys.take();
+        if (rv::engine_is_escaped()) whole.clear();
+    }
     if (!whole.empty()) apply(e, whole);
     if (e->is_finished) return finish(e, state);
     rv::draw_changes();
+    redraw_if_signalled(e);
     return nullptr;
 }
 

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int abort_key = 7;  // Ctrl-G
+constexpr int vi_mode = 0;    // of rl_editing_mode
 
 std::string &queue() {
     static std::string *const only = new std::string;
@@ -69,6 +70,7 @@ void set_variables() {
     rl_variable_bind("page-completions", "off");
     rl_variable_bind("revert-all-at-newline", "on");
     rl_variable_bind("blink-matching-paren", "off");
+    rl_variable_bind("enable-active-region", "on");  // the hint's colour
     rl_completion_query_items = -1;
 }
 
@@ -124,5 +126,12 @@ void rv::engine_drop() {
 }
 
 bool rv::engine_acts_on_escape() {
-    return rl_editing_mode == 0 && rl_get_keymap() == rl_get_keymap_by_name("vi-insert");
+    return rl_editing_mode == vi_mode;
+}
+
+bool rv::engine_is_escaped() {
+    const bool waits_for_more =
+        RL_ISSTATE(RL_STATE_VIMOTION | RL_STATE_CHARSEARCH | RL_STATE_NUMERICARG | RL_STATE_ISEARCH | RL_STATE_NSEARCH |
+                   RL_STATE_MOREINPUT | RL_STATE_MULTIKEY);
+    return rl_get_keymap() == rl_get_keymap_by_name("vi-command") && !waits_for_more;
 }

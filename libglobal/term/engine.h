@@ -16,7 +16,8 @@ void engine_take(std::string_view key);
 // Ends the line, a search and a half key sequence; done is called. Only what readline has of it is changed.
 void engine_drop();
 
-// Whether Escape is a key of its own at once, as in vi's insertion mode.
+// Whether Escape is a key of its own, as for vi's keys; and whether it would do nothing now.
 bool engine_acts_on_escape();
+bool engine_is_escaped();
 
 }  // namespace rv

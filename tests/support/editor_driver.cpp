@@ -11,6 +11,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include "rv/colors.h"
@@ -32,6 +33,13 @@ bool begins_with(std::string_view text, std::string_view beginning) {
     return strncasecmp(text.data(), beginning.data(), beginning.size()) == 0;
 }
 
+// A fault of the program's own, which no signal from outside is.
+void touch_nothing() {
+    void *page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    munmap(page, 4096);
+    printf("%d", *static_cast<volatile int *>(page));
+}
+
 void complete(const char *line, size_t cursor, json_t *out) {
     const std::string_view typed(line, cursor);
     const auto offer = [&](const auto &candidates, std::string_view beginning) {
@@ -40,6 +48,8 @@ void complete(const char *line, size_t cursor, json_t *out) {
     };
     if (typed.find(' ') == typed.npos) return offer(words, typed);
     const std::string_view word = typed.substr(typed.rfind(' ') + 1);
+    if (typed == "fault ") touch_nothing();
+    if (typed == "slow " && rv_wait(nullptr, 0, RV_NO_DEADLINE) < 0) interrupted = 0;
     if (typed.starts_with("many ")) {
         for (int i = 0; i < 100000; i++) json_array_append_new(out, json_sprintf("candidate%06d", i));
     } else if (typed.starts_with("up ")) {
@@ -139,8 +149,6 @@ void run(const std::string &line) {
         printf("HINTS %d of %zu\n", hints, line.size());
     } else if (line == "remember") {
         rv_history_add("for i=1,2 do\n  print(i)\nend");
-    } else if (line == "crash") {
-        raise(SIGSEGV);
     } else if (line == "plain") {
         rv_colors_toggle(0);
     } else if (line == "quiet") {

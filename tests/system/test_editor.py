@@ -459,6 +459,22 @@ def test_the_terminal_is_put_right_when_a_signal_kills(editor, number):
         assert editor.modes() != own_modes()  # so the other cases can fail
 
 
+def test_the_terminal_is_put_right_after_a_fault(editor):
+    if "asan" in str(BUILD):
+        pytest.skip("the sanitizer has handlers of its own")
+    editor.send("fault ")
+    assert editor.wait_end() == -signal.SIGSEGV
+    assert editor.modes() == own_modes()
+
+
+def test_interrupt_while_a_hint_is_waited_for(editor):
+    editor.send("slow ")
+    editor.shows("slow ")
+    editor.send("\x03")
+    editor.send("on\r")
+    editor.answers("LINE[slow on]")
+
+
 def test_a_signal_that_is_ignored_stays_ignored(start):
     editor = start("-c", "trap '' HUP; exec " + DRIVER, command="/bin/sh").shows("")
     editor.process.send_signal(signal.SIGHUP)
@@ -772,7 +788,9 @@ def test_vi_keys(start, tmp_path):
     editor.shows("TWO two", 3)
     editor.send("\033[C\033[D" + "\033")
     editor.shows("TWO two", 2)
-    editor.send("A ls dev\t")
+    editor.send("\033")
+    editor.shows("TWO two", 2)
+    editor.send("hl" + "A ls dev\t")
     editor.shows("TWO two ls Device.")
     editor.send("\x15ls dev\t")
     editor.shows("ls Device.")
