@@ -34,6 +34,14 @@ struct ClientLimits {
     uint64_t guests_per_address = 8;    // the same from one address (IPv6: from one /64 network)
     uint64_t descriptors_percent = 75;  // of RLIMIT_NOFILE, for connections
 
+    // Refused logins of one peer, see ravd/penalties.h.
+    uint64_t login_free = 3;                // cost nothing
+    uint64_t login_pause_ms = 5000;         // after the next one, and doubled by each further one ...
+    uint64_t login_pause_max_ms = 600'000;  // ... up to this
+    uint64_t login_forget_ms = 900'000;     // after a pause, until the peer starts anew
+    uint64_t login_waiting = 32;            // attempts of one peer that wait for its pause to end
+    uint64_t login_peers = 4096;            // peers that are remembered
+
     uint64_t turn_requests = 32;      // requests of one connection before the others have their turn
     uint64_t turn_ms = 5;             // the same in time
     uint64_t unsent_high = mib;       // bytes of untaken replies that stop the reading of requests ...
