@@ -6,6 +6,7 @@
 #include <string.h>
 #include <strings.h>
 
+#include "ravc/cache/level_names.h"
 #include "ravc/cache/node_cache.h"
 #include "rv/log.h"
 #include "rv/tr.h"
@@ -14,6 +15,8 @@ cdpath current_path;
 cdpath previous_path;
 
 namespace {
+
+enum { LOOKED_THROUGH = 64 };  // children at most; names of larger levels are looked up
 
 void set_node(cdpath *p, json_t *node) {
     json_t *old = p->held;
@@ -67,13 +70,22 @@ int step_into_template(cdpath *p, const char *token) {
     return step_into(p, child, "#template");
 }
 
-// The spelling that the cache knows for a name in any case, else the name as typed.
-const char *known_spelling(json_t *node, const char *name) {
-    if (rv_tr_is_instance_number(name)) return name;  // has no other spelling, and may stand among very many
+// The first key in the cache's order that is name in any case, else name.
+const char *first_spelling(json_t *node, const char *name) {
     const char *key;
     json_t *value;
     json_object_foreach(node, key, value) if (strcasecmp(key, name) == 0) return key;
     return name;
+}
+
+// The spelling that the cache knows for a name in any case, else the name as typed.
+const char *known_spelling(json_t *node, const char *name) {
+    if (rv_tr_is_instance_number(name)) return name;  // has no other
+    if (json_object_size(node) <= LOOKED_THROUGH) return first_spelling(node, name);
+    const auto names = level_names(node, name);
+    const auto is_spelling = [&](size_t i) { return i < names.size() && strcasecmp(names[i].name, name) == 0; };
+    if (is_spelling(1)) return first_spelling(node, name);
+    return is_spelling(0) ? names[0].name : name;
 }
 
 // The spelling is chosen before the level is fetched, so a level seen for the first time is matched exactly: intended.

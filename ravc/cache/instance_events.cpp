@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "ravc/cache/level_names.h"
 #include "ravc/cache/node_cache.h"
 #include "ravc/daemon/request.h"
 #include "rv/branch.h"
@@ -27,7 +28,7 @@ bool is_fetched(const json_t *object) {
 // The object's level is asked for anew when it is needed next.
 void mark_stale(const char *path) {
     json_t *object = rv_conf_find_branch(node_cache_root, path);
-    if (object && json_object_del(object, "#fetched") == 0) node_cache_changes++;
+    json_object_del(object, "#fetched");
 }
 
 void mark_all_stale() {
@@ -92,6 +93,7 @@ void apply_to(const char *path, json_t *numbers, json_t *fetched) {
     json_t *instances = rv_conf_find_branch(fetched, path);
     node_cache_absorb_info(instances, object);
     bool complete = true;
+    level_names_forget(object);
     const char *number;
     json_t *is_added;
     json_object_foreach(numbers, number, is_added) {
@@ -101,7 +103,6 @@ void apply_to(const char *path, json_t *numbers, json_t *fetched) {
             complete = false;
         }
     }
-    node_cache_changes++;
     if (!complete) mark_stale(path);
 }
 

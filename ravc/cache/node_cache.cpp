@@ -7,11 +7,11 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "ravc/cache/level_names.h"
 #include "ravc/daemon/request.h"
 #include "rv/tr.h"
 
 json_t *node_cache_root;
-size_t node_cache_changes;
 
 namespace {
 
@@ -123,7 +123,7 @@ int node_cache_fetch(cdpath *p) {
     if (p->node && p->node == node_cache_root) json_object_del(level, "DataModelVersion");
     if (!p->node) p->node = p->held = json_object();
     // Built aside and put in place here, with no wait between: an abandoned fetch leaves the node as it was.
-    node_cache_changes++;
+    level_names_forget(p->node);
     json_object_clear(p->node);
     json_object_update(p->node, level);
     return 0;
@@ -162,7 +162,7 @@ void node_cache_rebuild() {
 }
 
 void node_cache_release() {
-    node_cache_changes++;
+    level_names_forget(nullptr);
     json_decref(node_cache_root);
     node_cache_root = nullptr;
 }

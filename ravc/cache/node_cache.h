@@ -11,10 +11,6 @@
 
 extern json_t *node_cache_root;  // null while there is no cache; owned here
 
-// Goes up with every change of a level, so that what was found out about one can be told to be out of date. Whoever
-// changes a level elsewhere counts it here.
-extern size_t node_cache_changes;
-
 // Fetches the level of p's node and merges it into the node, which keeps its identity (a null one is made); a
 // multi-instance object's instances come with everything below them. The root's parameter "DataModelVersion" is left
 // out where there is a cache. A request that fails leaves the level empty: see node_cache_failed(); one that

@@ -14,7 +14,7 @@ enum {
     LIST_WRITABLE = 16,  // leave read-only parameters out
 };
 
-// The children of place as a new array of strings, in the cache's order; the level is fetched where it has not been
-// yet, or in vain. prefix, where given and no filter, stands in front of each, followed by ".". Nothing more is looked
-// for once there are enough. Prints nothing.
+// The children of place as a new array of strings, in the cache's order, filtered ones in any; the level is fetched
+// where it has not been yet, or in vain. prefix, where given and no filter, stands in front of each, followed by ".".
+// Nothing more is looked for once there are enough. Prints nothing.
 json_t *list_children(cdpath *place, const char *prefix, int options, size_t enough = SIZE_MAX);

@@ -223,7 +223,7 @@ TEST_F(NodeCache, ChildrenAreListedAsAsked) {
     EXPECT_EQ(list(nullptr, LIST_DOTS), "DeviceInfo. IP. Rules. Reset. ");
     EXPECT_EQ(list("Device", LIST_DOTS), "Device.DeviceInfo. Device.IP. Device.Rules. Device.Reset. ");
     EXPECT_EQ(list("Device", LIST_ABSOLUTE), ":Device.DeviceInfo :Device.IP :Device.Rules :Device.Reset ");
-    EXPECT_EQ(list("r", LIST_FILTER), "Rules Reset ");
+    EXPECT_EQ(list("r", LIST_FILTER), "Reset Rules ");
     cd({"DeviceInfo"});
     EXPECT_EQ(list(nullptr, LIST_OBJECTS), "");
     EXPECT_EQ(list(nullptr, LIST_WRITABLE | LIST_DOTS), "HostName Port Enable Level ");
