@@ -21,8 +21,10 @@
 
 namespace {
 
+constexpr int least_columns = 8;
+
 struct Screen {
-    rv::TerminalSize size = {};  // as the line was laid out
+    rv::TerminalSize size = {};  // as the line is laid out
     bool is_plain = false;
     bool always_sideways = false;  // the user's own choice
     bool is_sideways = false;
@@ -47,9 +49,13 @@ void on_redisplay() {
     screen().is_changed = true;
 }
 
+// readline divides by zero in a terminal of next to no columns: it is told that there are some more.
 void measure() {
-    screen().size = rv::terminal_size();
-    rl_get_screen_size(&screen().size.rows, &screen().size.columns);
+    rv::TerminalSize &size = screen().size;
+    rl_get_screen_size(&size.rows, &size.columns);
+    if (size.columns >= least_columns) return;
+    size.columns = least_columns;
+    rl_set_screen_size(size.rows, size.columns);
 }
 
 bool is_reading_on() {
@@ -189,10 +195,8 @@ bool rv::draw_is_plain() {
 void rv::draw_set_prompt(std::string_view prompt) {
     Screen &s = screen();
     set_before_wait(nullptr);  // left by a callback that a handler jumped away from
-    s.prompt = prompt;
-    for (char &c : s.prompt)
-        if (has_control({&c, 1}) && c != '\n') c = '?';
-    if (s.size != terminal_size()) rl_reset_screen_size();
+    s.prompt = printable(prompt, true);
+    rl_reset_screen_size();
     measure();
     lay_out_prompt();
 }

@@ -83,11 +83,12 @@ bool rv::has_control(std::string_view text) {
     return found;
 }
 
-std::string rv::printable(std::string_view text) {
+std::string rv::printable(std::string_view text, bool keep_line_feeds) {
     std::string result;
     result.reserve(text.size());
     each_character(text, [&](const Character &c, std::string_view bytes) {
-        result += is_control(c.code) ? std::string_view("?") : bytes;
+        const bool is_kept = !is_control(c.code) || (keep_line_feeds && c.code == L'\n');
+        result += is_kept ? bytes : std::string_view("?");
     });
     return result;
 }

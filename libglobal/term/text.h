@@ -20,8 +20,8 @@ int text_width(std::string_view text);
 // Whether each character of text takes one column.
 bool is_narrow(std::string_view text);
 bool has_control(std::string_view text);
-// text with "?" for each control character, so that it can't drive the terminal.
-std::string printable(std::string_view text);
+// text with "?" for each control character, so that it can't drive the terminal; line feeds may be kept.
+std::string printable(std::string_view text, bool keep_line_feeds = false);
 
 struct Place {
     int row = 0;

@@ -9,6 +9,7 @@ import subprocess
 import termios
 from unicodedata import normalize
 
+import pyte
 import pytest
 from daemon import BUILD, wait_for
 from screen import Screen
@@ -366,6 +367,23 @@ def test_prompts_longer_than_a_row(start, length):
     editor.shows("echo abZc" + "w" * 30, prompt=prompt)
     editor.send("\x15")
     editor.shows("", prompt=prompt)
+
+
+def test_a_prompt_of_wide_characters_and_several_lines(start):
+    prompt = "漢字" * 6 + "> "
+    editor = start("--prompt", prompt, columns=21).shows("", prompt=prompt)
+    editor.send("echo abc" + LEFT)
+    editor.shows("echo abc", 7, prompt=prompt)
+    prompt = "Two\nlines> "
+    start("--prompt", prompt).shows("", prompt=prompt)
+
+
+@pytest.mark.parametrize("size", ((1, 1), (2, 2), (3, 10), (5, 3), (300, 2)))
+def test_terminals_of_next_to_no_size(start, size):
+    editor = start("--keys", 1000, "--storm", 7, columns=size[0], rows=size[1],
+                   ASAN_OPTIONS="detect_leaks=0:abort_on_error=1")
+    editor.stream = pyte.ByteStream(pyte.Screen(80, 24))
+    assert editor.wait_end() == 0
 
 
 def test_a_prompt_drives_no_terminal(start):

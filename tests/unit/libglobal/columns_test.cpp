@@ -34,7 +34,8 @@ TEST(Text, ControlCharactersAreKnownAndShownAsMarks) {
     EXPECT_TRUE(rv::has_control("a\033b"));
     EXPECT_TRUE(rv::has_control("a\u009bb"));
     EXPECT_FALSE(rv::has_control("aéb"));
-    EXPECT_EQ(rv::printable("a\033[2J\u009b\x7f漢"), "a?[2J??漢");
+    EXPECT_EQ(rv::printable("a\033[2J\u009b\x7f漢\n"), "a?[2J??漢?");
+    EXPECT_EQ(rv::printable("a\nb\r", true), "a\nb?");
 }
 
 TEST(Text, ATextIsLaidOut) {
