@@ -87,7 +87,6 @@ int session_set_identity(const char *user, const char *password) {
     identity_set(user, password);
     show_access(false);  // should the read below be abandoned, nobody has the rights of whoever was there before
     if (user) show_access(read_system_access());
-    if (!node_cache_root) return 0;
     node_cache_rebuild();
     prompt_update();  // the current path is the root now
     return 0;

@@ -12,6 +12,6 @@ int session_logout();
 // socket. Whether it was let in is not told.
 void try_login();
 
-// Copies both texts, reads whether the user has system access, applies the colours, rebuilds the prompt and, where
-// there is one, the node cache. Returns 0.
+// Copies both texts, reads whether the user has system access, applies the colours, rebuilds the prompt and the
+// node cache, which there is from then on. Returns 0.
 int session_set_identity(const char *user, const char *password);

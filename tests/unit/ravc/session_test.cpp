@@ -53,6 +53,8 @@ void serve_users(Peer &peer) {
     while (const auto request = peer.request()) users.answer(peer, *request);
 }
 
+const char root_level[] = R"(GetParameterAttributes {"ParameterNames":["."],"Depth":1})";
+
 class Session : public ShellFixture {
  protected:
     explicit Session(test::FakeDaemon::Over over = test::FakeDaemon::Over::unix_socket)
@@ -67,16 +69,22 @@ class Session : public ShellFixture {
         identity_set_system_access(false);
     }
 
+    // The requests since the last call, but those that rebuild the cache.
+    Sent talk() {
+        Sent requests = sent();
+        std::erase(requests, root_level);
+        return requests;
+    }
+
     static bool logs_in_again() { return rv_jrpcapi_get_flags(requests_connection()) & RV_JRPCAPI_RELOGIN; }
 };
 
 const char current_user[] = R"(GetParameterValues {"ParameterNames":["Device.Users.CurrentUser"]})";
 const char system_access[] = R"(GetParameterValues {"ParameterNames":["Device.Users.SystemAccess"]})";
-const char root_level[] = R"(GetParameterAttributes {"ParameterNames":["."],"Depth":1})";
 
 TEST_F(Session, LoginWithAPassword) {
     EXPECT_EQ(session_login("joe", "pw"), 0);
-    EXPECT_EQ(sent(), (Sent{R"(Login {"User":"joe","Password":"pw"})", system_access}));
+    EXPECT_EQ(talk(), (Sent{R"(Login {"User":"joe","Password":"pw"})", system_access}));
     EXPECT_STREQ(identity_user(), "joe");
     EXPECT_STREQ(identity_password(), "pw");
     EXPECT_FALSE(identity_is_token());
@@ -97,7 +105,7 @@ TEST_F(Session, SystemAccessIsReadAtEachChange) {
 
 TEST_F(Session, LoginWithAToken) {
     EXPECT_EQ(session_login("tok", nullptr), 0);
-    EXPECT_EQ(sent(), (Sent{R"(Login {"User":"tok"})", R"(SetAuth {"Token":"tok"})", current_user, system_access}));
+    EXPECT_EQ(talk(), (Sent{R"(Login {"User":"tok"})", R"(SetAuth {"Token":"tok"})", current_user, system_access}));
     EXPECT_STREQ(identity_user(), "ann");
     EXPECT_EQ(identity_password(), nullptr);
     EXPECT_TRUE(identity_is_token());
@@ -117,7 +125,7 @@ TEST_F(Session, RefusedLoginLeavesAGuest) {
     session_login("joe", "pw");
     sent();
     EXPECT_EQ(session_login("joe", "wrong"), -1);
-    EXPECT_EQ(sent(), (Sent{R"(Login {"User":"joe","Password":"wrong"})", R"(SetAuth {"Token":"joe"})", current_user,
+    EXPECT_EQ(talk(), (Sent{R"(Login {"User":"joe","Password":"wrong"})", R"(SetAuth {"Token":"joe"})", current_user,
                             "Logout {}"}));
     EXPECT_EQ(identity_user(), nullptr);
     EXPECT_EQ(identity_password(), nullptr);
@@ -128,7 +136,7 @@ TEST_F(Session, RefusedLoginInATokenSessionClearsTheToken) {
     session_login("tok", nullptr);
     sent();
     EXPECT_EQ(session_login("nobody", nullptr), -1);
-    EXPECT_EQ(sent().back(), R"(SetAuth {"Token":""})");
+    EXPECT_EQ(talk().back(), R"(SetAuth {"Token":""})");
     EXPECT_EQ(identity_user(), nullptr);
 }
 
@@ -136,7 +144,7 @@ TEST_F(Session, LoginThatCanNotBeSentIsRefusedWhoeverIsLoggedIn) {
     session_login("joe", "pw");
     sent();
     EXPECT_EQ(session_login("\xff", nullptr), -1);
-    EXPECT_EQ(sent(), Sent{"Logout {}"});
+    EXPECT_EQ(talk().back(), "Logout {}");
     EXPECT_EQ(identity_user(), nullptr);
 }
 
@@ -144,7 +152,7 @@ TEST_F(Session, LogoutOfAPasswordSession) {
     session_login("joe", "pw");
     sent();
     EXPECT_EQ(session_logout(), 0);
-    EXPECT_EQ(sent(), Sent{"Logout {}"});
+    EXPECT_EQ(talk(), Sent{"Logout {}"});
     EXPECT_EQ(identity_user(), nullptr);
 }
 
@@ -152,7 +160,7 @@ TEST_F(Session, LogoutOfATokenSessionSendsAnEmptyToken) {
     session_login("tok", nullptr);
     sent();
     EXPECT_EQ(session_logout(), 0);
-    EXPECT_EQ(sent(), Sent{R"(SetAuth {"Token":""})"});
+    EXPECT_EQ(talk(), Sent{R"(SetAuth {"Token":""})"});
     EXPECT_STREQ(prompt_text(), "ravc:> ");
 }
 
@@ -161,11 +169,11 @@ TEST_F(Session, PasswordLoginAfterATokenLogsOutByRequest) {
     session_login("joe", "pw");
     sent();
     session_logout();
-    EXPECT_EQ(sent(), Sent{"Logout {}"});
+    EXPECT_EQ(talk(), Sent{"Logout {}"});
 }
 
-TEST_F(Session, EveryChangeRebuildsTheCacheWhereThereIsOne) {
-    open_shell();
+TEST_F(Session, EveryChangeRebuildsTheCache) {
+    EXPECT_EQ(node_cache_root, nullptr);
     cd({"Device"});
     sent();
     session_login("joe", "pw");
@@ -194,7 +202,7 @@ TEST_F(Session, TryLoginIsByTheNameOfTheRealUser) {
     try_login();
     const passwd *entry = getpwuid(getuid());
     ASSERT_TRUE(entry);
-    EXPECT_EQ(sent().front(), std::string(R"(Login {"User":")") + entry->pw_name + R"("})");
+    EXPECT_EQ(talk().front(), std::string(R"(Login {"User":")") + entry->pw_name + R"("})");
     EXPECT_EQ(identity_user(), nullptr);  // this daemon wants passwords
 }
 
@@ -202,7 +210,7 @@ TEST_F(Session, TryLoginDoesNothingForAUser) {
     session_login("joe", "pw");
     sent();
     try_login();
-    EXPECT_EQ(sent(), Sent{});
+    EXPECT_EQ(talk(), Sent{});
 }
 
 class SessionOverTcp : public Session {
@@ -212,7 +220,7 @@ class SessionOverTcp : public Session {
 
 TEST_F(SessionOverTcp, TryLoginDoesNothing) {
     try_login();
-    EXPECT_EQ(sent(), Sent{});
+    EXPECT_EQ(talk(), Sent{});
 }
 
 // --- the commands
@@ -237,13 +245,13 @@ TEST_F(Session, LoginCommandWithWordsThatDoNotFit) {
          {std::vector<std::string>{"joe", "-p"}, {"joe", "-x", "pw"}, {"joe", "-p", "pw", "more"}})
         EXPECT_EQ(run(process_login, "login", words), (Outcome{-1, login_syntax}));
     EXPECT_EQ(run(process_login, "Login", {"a", "b"}).text, "syntax: Login [<login> [-p <password>]]\n");
-    EXPECT_EQ(sent(), Sent{});
+    EXPECT_EQ(talk(), Sent{});
 }
 
 TEST_F(Session, LoginCommandAloneTakesTheUserOfTheEnvironment) {
     setenv("USER", "tok", 1);
     EXPECT_EQ(run(process_login, "login"), (Outcome{0, ""}));
-    EXPECT_EQ(sent().front(), R"(Login {"User":"tok"})");
+    EXPECT_EQ(talk().front(), R"(Login {"User":"tok"})");
     unsetenv("USER");
     EXPECT_EQ(run(process_login, "login"), (Outcome{-1, "Failed to authenticate user\n"}));
     EXPECT_EQ(identity_user(), nullptr);
@@ -264,7 +272,7 @@ TEST_F(Session, LoginIfGuest) {
     EXPECT_STREQ(identity_user(), "joe");
     sent();
     EXPECT_EQ(run(process_login_if_guest, "login_if_guest", {"tok"}), (Outcome{0, ""}));
-    EXPECT_EQ(sent(), Sent{});
+    EXPECT_EQ(talk(), Sent{});
     session_logout();
     EXPECT_EQ(run(process_login_if_guest, "login_if_guest", {"tok"}), (Outcome{0, ""}));
     EXPECT_STREQ(identity_user(), "ann");
