@@ -15,27 +15,34 @@ const char *Admission::admit(const Peer &peer) {
         ++count;
     } else {
         if (guests_ >= limits_.guests) return "too many connections without a login";
-        uint64_t &count = by_address_[peer.address];
-        if (count >= limits_.guests_per_address) {
-            if (count == 0) by_address_.erase(peer.address);
+        const auto found = by_address_.find(peer.address);
+        if ((found == by_address_.end() ? 0 : found->second) >= limits_.guests_per_address) {
             return "too many connections without a login from one address";
         }
-        ++count;
-        ++guests_;
+        count_guest(peer);
     }
     ++admitted_;
     return nullptr;
 }
 
-void Admission::release(const Peer &peer) {
+void Admission::count_guest(const Peer &peer) {
+    ++by_address_[peer.address];
+    ++guests_;
+}
+
+void Admission::discount_guest(const Peer &peer) {
+    const auto found = by_address_.find(peer.address);
+    if (--found->second == 0) by_address_.erase(found);
+    --guests_;
+}
+
+void Admission::release(const Peer &peer, bool guest) {
     --admitted_;
     if (peer.transport == Transport::local) {
         const auto found = by_uid_.find(peer.uid);
         if (--found->second == 0) by_uid_.erase(found);
-    } else {
-        const auto found = by_address_.find(peer.address);
-        if (--found->second == 0) by_address_.erase(found);
-        --guests_;
+    } else if (guest) {
+        discount_guest(peer);
     }
 }
 

@@ -18,8 +18,13 @@ class Admission {
 
     // Counts the peer in and returns null, or returns which limit it would break.
     const char *admit(const Peer &peer);
-    // Counts out a peer that was admitted.
-    void release(const Peer &peer);
+    // Counts out a peer that was admitted. guest: as which it counted last.
+    void release(const Peer &peer, bool guest);
+
+    // A TCP peer that was admitted counts as a guest, until it logs in and when it has logged out. Nobody is turned
+    // away then: more guests than the limit can come about.
+    void count_guest(const Peer &peer);
+    void discount_guest(const Peer &peer);
 
  private:
     const ClientLimits &limits_;

@@ -252,8 +252,13 @@ void Connection::deliver(const EventLine &event) {
     host_.schedule(*this);
 }
 
-void Connection::settled() {
-    if (timer_kind_ == Timer::login) stop_timer();
+// Who was settled and is not any more has as much time as who comes anew.
+void Connection::session_changed() {
+    host_.recount(*this);
+    if (state_ != State::open) return;
+    const bool settled = session().is_settled();
+    if (settled && timer_kind_ == Timer::login) stop_timer();
+    if (!settled && timer_kind_ != Timer::login) start_timer(Timer::login, limits().login_ms);
 }
 
 // At once, so that the reply leaves before events of the changes that it reports.
@@ -297,6 +302,7 @@ void Connection::stop_timer() {
 }
 
 void Connection::on_timer() {
+    if (timer_kind_ == Timer::login && waiting_) return start_timer(Timer::login, limits().login_ms);  // it is our time
     constexpr const char *reasons[] = {"", "no login in time", "a message not ended in time", "it lingers"};
     log_debug("a connection is ended: %s", reasons[static_cast<size_t>(timer_kind_)]);
     close();

@@ -26,6 +26,8 @@ class ConnectionHost {
     virtual SSL_CTX *tls() = 0;  // null: no TLS
     // Asks for pump() and turn() in the loop's next round, after whatever can be written by then has been written.
     virtual void schedule(Connection &connection) = 0;
+    // Asks for a new count of the connection: it may have become a guest of the network, or ceased to be one.
+    virtual void recount(Connection &connection) = 0;
     // The connection is finished; the host deletes it, but not before the present callback has returned.
     virtual void retire(Connection &connection) = 0;
 
@@ -46,13 +48,15 @@ class Connection : public Member {
     void turn();
 
     void deliver(const EventLine &event) override;
-    void settled() override;
+    void session_changed() override;
     void resume() override;
     bool is_closed() const { return state_ == State::closed; }
 
-    // For the host: where it keeps this connection, and whether it is on the list for the next round.
+    // For the host: where it keeps this connection, whether it is on the list for the next round, and whether it counts
+    // as a guest of the network.
     size_t slot = 0;
     bool scheduled = false;
+    bool counts_as_guest = false;
 
  private:
     enum class State : uint8_t { silent, handshake, open, ending, closed };

@@ -24,7 +24,7 @@ std::vector<int> open_tcp_sockets(const std::string &host, uint16_t port, std::s
 
 // "tcp://HOST:PORT" of a bound or accepted address, an IPv6 host in brackets.
 std::string tcp_name(const sockaddr_storage &address);
-// The address as far as limits tell peers apart: IPv6 by its /64 network.
+// The address as far as limits tell peers apart: IPv6 by its /64 network. The last byte is 4 or 6, for its family.
 std::array<uint8_t, 16> address_key(const sockaddr_storage &address);
 
 // Accepts connections of one listening socket.

@@ -134,6 +134,7 @@ void Server::accept(int fd, const Peer &peer) {
     ConnectionHost &host = *this;
     connections_.push_back(std::make_unique<Connection>(host, fd, peer));
     connections_.back()->slot = connections_.size() - 1;
+    connections_.back()->counts_as_guest = peer.transport == Transport::tcp;
 }
 
 void Server::wake() {
@@ -147,8 +148,18 @@ void Server::schedule(Connection &connection) {
     wake();
 }
 
+void Server::recount(Connection &connection) {
+    const bool guest = connection.is_network_guest();
+    if (guest == std::exchange(connection.counts_as_guest, guest)) return;
+    if (guest) {
+        admission_.count_guest(connection.peer());
+    } else {
+        admission_.discount_guest(connection.peer());
+    }
+}
+
 void Server::retire(Connection &connection) {
-    admission_.release(connection.peer());
+    admission_.release(connection.peer(), connection.counts_as_guest);
     const size_t slot = connection.slot;
     std::swap(connections_[slot], connections_.back());
     connections_[slot]->slot = slot;

@@ -35,6 +35,7 @@ class Server : private ConnectionHost {
     Services &services() override { return services_; }
     SSL_CTX *tls() override { return tls_.get(); }
     void schedule(Connection &connection) override;
+    void recount(Connection &connection) override;
     void retire(Connection &connection) override;
 
     bool open_local(std::string &error);

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ravd/identity.h"
+#include "ravd/accounts.h"
 
 namespace ravd {
 
@@ -29,6 +29,12 @@ std::string session_key(const Peer &peer, std::string_view secret) {
     return key += secret;
 }
 
+void tell(const Session &session) {
+    for (Member *each : session.members) {
+        if (each != nullptr) each->session_changed();
+    }
+}
+
 }  // namespace
 
 bool Member::is_network_guest() const {
@@ -42,8 +48,14 @@ bool Session::is_settled() const {
 
 Session *Sessions::begin(Member &member) {
     auto *session = new Session;
-    session->viewer = viewer_of_peer(member.peer(), own_uid_);
-    ++count_;
+    const Peer &peer = member.peer();
+    session->viewer = viewer_of_peer(peer, own_uid_);
+    if (peer.transport == Transport::local && session->viewer.role != Role::admin && local_users_) {
+        LocalUser user = local_users_(peer.uid);
+        session->viewer.role = user.role;
+        session->account = std::move(user.name);
+    }
+    all_.insert(session);
     return session;
 }
 
@@ -68,6 +80,7 @@ bool Sessions::hello(Member &member, const Hello &hello) {
         if (present.members[1] != nullptr) {
             detach(member);
             open(member);
+            member.session_changed();
         }
         return false;
     }
@@ -79,7 +92,7 @@ bool Sessions::hello(Member &member, const Hello &hello) {
         Session &session = *found->second;
         detach(member);
         enter(member, session);
-        if (session.is_settled()) member.settled();
+        member.session_changed();
     } else {
         return false;
     }
@@ -103,10 +116,34 @@ void Sessions::close(Member &member) {
     if (member.session_ != nullptr) detach(member);
 }
 
+void Sessions::log_in(Session &session, std::string user, Role role, std::string account) {
+    session.viewer = {role, std::move(user)};
+    session.account = std::move(account);
+    tell(session);
+}
+
+void Sessions::log_out(Session &session) {
+    log_in(session, {}, Role::guest, {});
+}
+
+void Sessions::follow(const AccountChange &change) {
+    for (Session *session : all_) {
+        if (session->account != change.name || change.name.empty()) continue;
+        const bool logged_in = !session->viewer.user.empty();
+        if (!logged_in) {
+            session->viewer.role = local_users_(session->members[0]->peer().uid).role;
+        } else if (change.ended) {
+            log_out(*session);
+        } else {
+            session->viewer.role = change.role;
+        }
+    }
+}
+
 void Sessions::end(Session *session) {
     while (!session->groups.empty()) leave(*session, session->groups.back().group);
     if (!session->key.empty()) by_key_.erase(session->key);
-    --count_;
+    all_.erase(session);
     delete session;
 }
 
@@ -120,9 +157,7 @@ bool Sessions::join(Member &member, uint32_t group) {
     if (session.groups.size() >= groups_) return false;
     session.groups.push_back({group, &member});
     by_group_[group].push_back(&session);
-    for (Member *each : session.members) {
-        if (each != nullptr) each->settled();
-    }
+    tell(session);
     return true;
 }
 

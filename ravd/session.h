@@ -3,17 +3,21 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
+#include "ravd/identity.h"
 #include "ravd/model/access.h"
 #include "ravd/peer.h"
 
 namespace ravd {
 
+struct AccountChange;
 struct Session;
 
 // The text of an event's line, line feed included, shared by all who get it.
@@ -36,8 +40,8 @@ class Member {
 
     // Queues an event. It is never sent before the handler that caused it has answered.
     virtual void deliver(const EventLine &event) = 0;
-    // The session has logged in or joined a group: its time no longer runs out.
-    virtual void settled() = 0;
+    // The session has logged in or out, has joined a group, or is another one: what it is granted may have changed.
+    virtual void session_changed() = 0;
     // A reply that was deferred has been given.
     virtual void resume() {}
 
@@ -53,6 +57,7 @@ class Member {
 struct Session {
     std::string key;  // peer and secret; empty for a session that no second connection can enter
     Viewer viewer;
+    std::string account;      // the user of the device whose changes it follows; empty: nobody's
     Member *members[2] = {};  // filled from the front
 
     struct Membership {
@@ -74,8 +79,13 @@ struct Hello {
 
 class Sessions {
  public:
+    using FindLocalUser = std::function<LocalUser(uid_t uid)>;
+
     // own_uid: the daemon's user. groups: how many one session may join.
     Sessions(uid_t own_uid, size_t groups) : own_uid_(own_uid), groups_(groups) {}
+
+    // Who local users are whose uid alone is not enough, asked when a session of theirs begins; all are guests before.
+    void set_local_users(FindLocalUser find) { local_users_ = std::move(find); }
 
     // Gives a new connection a session of its own.
     void open(Member &member);
@@ -85,6 +95,14 @@ class Sessions {
     bool hello(Member &member, const Hello &hello);
     // Takes a connection out; its session ends with its last one.
     void close(Member &member);
+
+    // The session is the user's from now on. account: the name of the user of the device whose changes it follows, or
+    // empty.
+    void log_in(Session &session, std::string user, Role role, std::string account);
+    // Makes the session a guest's, whatever it was.
+    void log_out(Session &session);
+    // Makes the sessions of an account do as it did: what has ended logs them out, another role is theirs at once.
+    void follow(const AccountChange &change);
 
     // Returns false when the session has joined too many groups. Joining twice and leaving what was never joined
     // change nothing.
@@ -96,7 +114,7 @@ class Sessions {
     // The connection on which a session gets events of a group it has joined.
     static Member &receiver(const Session &session, uint32_t group);
 
-    size_t count() const { return count_; }
+    size_t count() const { return all_.size(); }
 
  private:
     Session *begin(Member &member);
@@ -106,7 +124,8 @@ class Sessions {
 
     uid_t own_uid_;
     size_t groups_;
-    size_t count_ = 0;
+    FindLocalUser local_users_;
+    std::unordered_set<Session *> all_;
     std::unordered_map<std::string, Session *> by_key_;
     std::unordered_map<uint32_t, std::vector<Session *>> by_group_;
 };

@@ -62,7 +62,7 @@ TEST_F(AdmissionTest, OfOneUser) {
     EXPECT_TRUE(admits(local_peer(1)) && admits(local_peer(1)));
     EXPECT_FALSE(admits(local_peer(1)));
     EXPECT_TRUE(admits(local_peer(2)));
-    admission.release(local_peer(1));
+    admission.release(local_peer(1), false);
     EXPECT_TRUE(admits(local_peer(1)));
     EXPECT_FALSE(admits(local_peer(1)));
 }
@@ -72,16 +72,34 @@ TEST_F(AdmissionTest, OfGuests) {
     EXPECT_FALSE(admits(from("192.0.2.1")));
     EXPECT_TRUE(admits(from("192.0.2.2")));
     EXPECT_FALSE(admits(from("192.0.2.3")));
-    admission.release(from("192.0.2.2"));
+    admission.release(from("192.0.2.2"), true);
     EXPECT_FALSE(admits(from("192.0.2.1")));
     EXPECT_TRUE(admits(from("192.0.2.3")));
+}
+
+TEST_F(AdmissionTest, WhoHasLoggedInIsNoGuest) {
+    const Peer one = from("192.0.2.1");
+    EXPECT_TRUE(admits(one) && admits(one));
+    EXPECT_FALSE(admits(one));
+    admission.discount_guest(one);
+    EXPECT_TRUE(admits(one));
+    EXPECT_FALSE(admits(one));
+    admission.count_guest(one);  // three of two
+    admission.release(one, true);
+    EXPECT_FALSE(admits(one));
+    admission.discount_guest(one);
+    admission.release(one, false);
+    EXPECT_TRUE(admits(one));
+    admission.release(one, true);
+    admission.release(one, true);
+    EXPECT_TRUE(admits(one) && admits(from("192.0.2.2")) && admits(from("192.0.2.3")));
 }
 
 TEST_F(AdmissionTest, InAll) {
     for (uid_t uid = 0; uid < 6; ++uid) EXPECT_TRUE(admits(local_peer(uid)));
     EXPECT_FALSE(admits(local_peer(6)));
     EXPECT_FALSE(admits(from("192.0.2.1")));
-    admission.release(local_peer(0));
+    admission.release(local_peer(0), false);
     EXPECT_TRUE(admits(from("192.0.2.1")));
 }
 

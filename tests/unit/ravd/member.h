@@ -32,10 +32,10 @@ class TestMember : public Member {
 
     void leave() { sessions_.close(*this); }
     void deliver(const EventLine &event) override { events.push_back(*event); }
-    void settled() override { ++settled_count; }
+    void session_changed() override { ++changes; }
 
     std::vector<std::string> events;
-    int settled_count = 0;
+    int changes = 0;  // of the session, as far as it was told
 
  private:
     Sessions &sessions_;

@@ -1,10 +1,13 @@
 // Which connections share a session, which rights it has, and where its events go.
 #include "ravd/session.h"
 
+#include <fstream>
 #include <memory>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include "ravd/accounts.h"
 #include "ravd/identity.h"
 #include "tests/unit/ravd/member.h"
 
@@ -140,12 +143,127 @@ TEST_F(SessionTest, JoiningSettlesBothConnections) {
     EXPECT_FALSE(one.session().is_settled());
     sessions.join(one, 17);
     EXPECT_TRUE(one.session().is_settled());
-    EXPECT_EQ(one.settled_count, 1);
-    EXPECT_EQ(two.settled_count, 1);
+    EXPECT_EQ(one.changes, 1);
+    EXPECT_EQ(two.changes, 2);  // it also entered the session
     one.leave();
     TestMember three(sessions, tcp_peer());
     hello(three);
-    EXPECT_EQ(three.settled_count, 1);
+    EXPECT_EQ(three.changes, 1);
+}
+
+class IdentityTest : public SessionTest {
+ protected:
+    void SetUp() override {
+        sessions.set_local_users([this](uid_t uid) {
+            return uid == device_uid ? LocalUser{"anna", role} : LocalUser{"other", Role::guest};
+        });
+    }
+    static constexpr uid_t device_uid = 2000;
+    Role role = Role::user;
+};
+
+TEST_F(IdentityTest, LoginIsOfBothConnectionsAndTheirRightsFollow) {
+    TestMember one(sessions, tcp_peer(true)), two(sessions, tcp_peer(true));
+    hello(one);
+    hello(two);
+    EXPECT_TRUE(two.is_network_guest());
+    sessions.log_in(one.session(), "anna", Role::user, "anna");
+    EXPECT_EQ(two.session().viewer.user, "anna");
+    EXPECT_FALSE(two.is_network_guest());
+    EXPECT_TRUE(two.session().is_settled());
+    EXPECT_EQ(one.changes, 1);
+    EXPECT_EQ(two.changes, 2);
+    sessions.log_out(two.session());
+    EXPECT_EQ(one.session().viewer.role, Role::guest);
+    EXPECT_TRUE(one.is_network_guest());
+    EXPECT_FALSE(one.session().is_settled());
+    EXPECT_EQ(one.changes, 2);
+}
+
+TEST_F(IdentityTest, ConnectionThatLeavesItsSessionLeavesTheLoginThere) {
+    TestMember one(sessions, tcp_peer(true)), two(sessions, tcp_peer(true));
+    hello(one);
+    hello(two);
+    sessions.log_in(one.session(), "anna", Role::admin, "anna");
+    EXPECT_FALSE(hello(two, "requests", other_secret));
+    EXPECT_EQ(two.session().viewer.role, Role::guest);
+    EXPECT_TRUE(two.is_network_guest());
+    EXPECT_EQ(two.changes, 3);
+    EXPECT_EQ(one.session().viewer.user, "anna");
+}
+
+TEST_F(IdentityTest, LogOutTakesWhatThePeerAloneWasGranted) {
+    TestMember own(sessions), device(sessions, local_peer(device_uid));
+    EXPECT_EQ(own.session().viewer.role, Role::admin);
+    EXPECT_EQ(device.session().viewer.role, Role::user);
+    EXPECT_TRUE(device.session().viewer.user.empty());
+    sessions.log_out(own.session());
+    sessions.log_out(device.session());
+    EXPECT_EQ(own.session().viewer.role, Role::guest);
+    EXPECT_EQ(device.session().viewer.role, Role::guest);
+    sessions.follow({"anna", false, Role::admin});
+    EXPECT_EQ(device.session().viewer.role, Role::guest);
+}
+
+TEST_F(IdentityTest, SessionsFollowTheirAccount) {
+    TestMember one(sessions, tcp_peer(true)), other(sessions, tcp_peer(true)), free(sessions);
+    sessions.log_in(one.session(), "anna", Role::user, "anna");
+    sessions.log_in(other.session(), "bert", Role::user, "bert");
+    sessions.log_in(free.session(), "anna", Role::admin, {});
+    sessions.follow({"anna", false, Role::guest});
+    EXPECT_EQ(one.session().viewer.role, Role::guest);
+    EXPECT_EQ(one.session().viewer.user, "anna");
+    sessions.follow({"anna", true, Role::admin});
+    EXPECT_EQ(one.session().viewer.role, Role::guest);
+    EXPECT_TRUE(one.session().viewer.user.empty());
+    EXPECT_TRUE(one.is_network_guest());
+    sessions.follow({"anna", false, Role::admin});
+    EXPECT_EQ(one.session().viewer.role, Role::guest);
+    EXPECT_EQ(other.session().viewer.user, "bert");
+    EXPECT_EQ(free.session().viewer.role, Role::admin);
+}
+
+TEST_F(IdentityTest, LocalUsersFollowTheAccountOfTheirName) {
+    TestMember device(sessions, local_peer(device_uid)), other(sessions, local_peer(device_uid + 1));
+    role = Role::admin;
+    sessions.follow({"anna", false, Role::admin});
+    EXPECT_EQ(device.session().viewer.role, Role::admin);
+    EXPECT_EQ(other.session().viewer.role, Role::guest);
+    role = Role::guest;
+    sessions.follow({"anna", true, Role::admin});
+    EXPECT_EQ(device.session().viewer.role, Role::guest);
+    role = Role::user;
+    sessions.follow({"anna", false, Role::user});
+    EXPECT_EQ(device.session().viewer.role, Role::user);
+}
+
+TEST_F(IdentityTest, ChangesOfNamelessAccountsAreNobodys) {
+    TestMember own(sessions);
+    sessions.follow({"", true, Role::guest});
+    sessions.follow({"", false, Role::guest});
+    EXPECT_EQ(own.session().viewer.role, Role::admin);
+}
+
+TEST(Identity, NamesOfThePasswordFile) {
+    const std::string path = testing::TempDir() + "ravd-passwd-" + std::to_string(getpid());
+    std::ofstream(path) << "root:x:0:0:root:/root:/bin/sh\n#anna:x:5:5::/:\nanna:x:2000:2000::/:\nbert:x:2000:1::/:\n"
+                           "lost:x:65534:65534::/:\n";
+    EXPECT_EQ(name_of_local_user(0, path.c_str()), "root");
+    EXPECT_EQ(name_of_local_user(2000, path.c_str()), "anna");
+    EXPECT_EQ(name_of_local_user(2001, path.c_str()), "");
+    EXPECT_EQ(name_of_local_user(65534, path.c_str()), "");
+    EXPECT_EQ(name_of_local_user(static_cast<uid_t>(-1), path.c_str()), "");
+    EXPECT_EQ(name_of_local_user(0, (path + ".missing").c_str()), "");
+    unlink(path.c_str());
+}
+
+TEST(Identity, PeersByName) {
+    EXPECT_EQ(peer_name(local_peer(1000)), "uid 1000");
+    Peer peer = tcp_peer();
+    peer.address = {192, 0, 2, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4};
+    EXPECT_EQ(peer_name(peer), "192.0.2.7");
+    peer.address = {0x20, 1, 0xd, 0xb8, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 6};
+    EXPECT_EQ(peer_name(peer), "2001:db8:0:1::/64");
 }
 
 TEST(Identity, RightsBeforeALogin) {
