@@ -13,6 +13,10 @@ enum { NO_TIMEOUT = -1, REST_TIMEOUT_MS = 5000 };
 // Borrows msg. May not return: Ctrl-C can abandon the caller while this waits.
 int send_request(rv_jrpcmsg *msg, int timeout_ms);
 
+// After a jump out of a command: frees the message that send_request() was waiting with, whose owner is gone, and puts
+// the connection's time-out back.
+void mend_abandoned_request();
+
 // A request for method. Takes a reference of its own on params, which may be null.
 rv_jrpcmsg *request_new(const char *method, json_t *params);
 

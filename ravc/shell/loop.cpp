@@ -89,7 +89,7 @@ void begin_row() {
 // What an abandoned command may have left changed.
 void mend_after_jump() {
     rv_rl_echo_on(STDIN_FILENO);
-    rv_jrpcapi_set_timeout(requests_connection(), REST_TIMEOUT_MS);
+    mend_abandoned_request();
     prompt_update();
 }
 

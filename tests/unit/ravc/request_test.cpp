@@ -2,10 +2,12 @@
 #include "ravc/daemon/request.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include "ravc/commands/handlers.h"
 #include "ravc/daemon/connections.h"
 #include "ravc/daemon/reply_status.h"
+#include "ravc/shell/interrupt.h"
 #include "tests/support/color_scope.h"
 #include "tests/support/fake_daemon.h"
 
@@ -223,6 +225,29 @@ TEST_F(Cat, ReportsAFailureAndReturnsZero) {
 
 TEST_F(Cat, OfSomethingThatIsNoTextSaysSo) {
     EXPECT_EQ(cat("[1]", "{}").text, "cat: no argument.\n");
+}
+
+// Sends a request while Ctrl-C is pressed.
+void send_and_be_abandoned(void *) {
+    message_auto_t *msg = request_new("Never", nullptr);
+    raise(SIGINT);
+    send_request(msg, 1000);
+    ADD_FAILURE() << "not abandoned";
+}
+
+TEST_F(Request, AnAbandonedOneIsGivenBack) {
+    FakeDaemon daemon(test::answer_all());
+    use(daemon);
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    interrupt_init();
+    EXPECT_FALSE(run_command(send_and_be_abandoned, nullptr));
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    mend_abandoned_request();  // the sanitizer counts the message
+    EXPECT_EQ(rv_jrpcapi_get_timeout(requests_connection()), REST_TIMEOUT_MS);
+    mend_abandoned_request();
+    message_auto_t *msg = request_new("Next", nullptr);
+    EXPECT_EQ(send_request(msg, 1000), 0);
 }
 
 }  // namespace
