@@ -1,5 +1,6 @@
 """Ctrl-C wherever it may fall: the shell lives, the terminal is sane, the next command is right."""
 
+import json
 import os
 import random
 
@@ -105,10 +106,17 @@ def test_at_the_password_prompt(shell):
 
 
 def workloads(middleman):
-    """Commands that wait, print much, fetch levels, and one that is never answered."""
+    """Commands that wait, print much, fetch levels, one that is never answered, and one with a reply that takes long
+    to read."""
     middleman.stall("AddObject")
-    return ["ls -l Device.IP.", "cat Device.", "catree", "add Device.Users.User", "cd Device.IP.Interface", "cd",
-            "attr Device.Time.Enable", "ls Device.Routing.Router.*."]
+    reply = json.dumps({"ParameterList": [{"Name": "x", "Value": list(range(50_000))}]})
+
+    def answer(link, request):
+        link.send(f'{{"jsonrpc": "2.0", "id": {request["id"]}, "result": {reply}}}\n'.encode())
+
+    middleman.handlers["GetConfig"] = answer
+    return ["ls -l Device.IP.", "cat Device.", "catree", "catree", "add Device.Users.User", "cd Device.IP.Interface",
+            "cd", "attr Device.Time.Enable", "ls Device.Routing.Router.*."]
 
 
 def test_at_random_moments(middleman, open_shell):
