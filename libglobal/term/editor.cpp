@@ -186,10 +186,7 @@ char *rv_rl_async_feed(rv_rl_async *e, int key, int32_t *state) {
         return nullptr;
     }
     std::string whole = e->keys.add(static_cast<unsigned char>(key));
-    if (is_lone_escape(e)) {
-        whole = e->keys.take();
-        if (rv::engine_is_escaped()) whole.clear();
-    }
+    if (is_lone_escape(e)) whole = e->keys.take();
     if (!whole.empty()) apply(e, whole);
     if (e->is_finished) return finish(e, state);
     rv::draw_changes();

@@ -128,10 +128,3 @@ void rv::engine_drop() {
 bool rv::engine_acts_on_escape() {
     return rl_editing_mode == vi_mode;
 }
-
-bool rv::engine_is_escaped() {
-    const bool waits_for_more =
-        RL_ISSTATE(RL_STATE_VIMOTION | RL_STATE_CHARSEARCH | RL_STATE_NUMERICARG | RL_STATE_ISEARCH | RL_STATE_NSEARCH |
-                   RL_STATE_MOREINPUT | RL_STATE_MULTIKEY);
-    return rl_get_keymap() == rl_get_keymap_by_name("vi-command") && !waits_for_more;
-}

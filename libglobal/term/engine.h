@@ -16,8 +16,7 @@ void engine_take(std::string_view key);
 // Ends the line, a search and a half key sequence; done is called. Only what readline has of it is changed.
 void engine_drop();
 
-// Whether Escape is a key of its own, as for vi's keys; and whether it would do nothing now.
+// Whether Escape is a key of its own, as it is among vi's keys.
 bool engine_acts_on_escape();
-bool engine_is_escaped();
 
 }  // namespace rv

@@ -126,6 +126,7 @@ void ask_until_jump() {
         ask("Jump? ");
     } else {
         puts("\nJUMPED");
+        ask("Again? ");
     }
     handle_interrupt(note_interrupt);
 }

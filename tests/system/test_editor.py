@@ -174,6 +174,17 @@ def test_reverse_search(editor):
     editor.wait(lambda: editor.rows().count("LINE[xbéta]") == 2, "the line again")
 
 
+@pytest.mark.parametrize("keys", ("\x18}", "\x18\x18", "\033}", "\x16\x18", "\033[97~"))
+def test_keys_in_a_search_that_mean_nothing_there(editor, keys):
+    editor.send("xalpha\r")
+    editor.answers("LINE[xalpha]")
+    editor.send("\x12xa")
+    editor.wait_text("(reverse-i-search)`xa': xalpha")
+    editor.send(keys)
+    editor.send("\x07\x07\x15\x0bxon\r")
+    editor.answers("LINE[xon]")
+
+
 def test_an_entry_of_several_lines(editor):
     editor.send("remember\r")
     entry = "for i=1,2 do\n  print(i)\nend"
@@ -418,6 +429,7 @@ def test_an_event_with_a_long_prompt_leaves_what_was_printed(start, events):
         editor.wait_text(f"EVENT number {i}")
         editor.shows("", prompt=prompt)
     assert [f"EVENT number {i}" in editor.rows() for i in range(3)] == [True] * 3
+    assert editor.text().count("user@ravc:") == 1
 
 
 def test_an_event_during_a_search(start, events):
@@ -449,7 +461,9 @@ def test_interrupt_drops_the_line(editor):
     editor.shows("ls De", 4)
     editor.send("\x03")
     editor.wait(lambda: editor.rows() == [PROMPT + "ls De^C", PROMPT.rstrip()], "a new prompt")
-    editor.send("\x12xyz\x03")
+    editor.send("\x12xyz")
+    editor.wait_text("(failed reverse-i-search)`xyz'")
+    editor.send("\x03")
     editor.wait(lambda: editor.rows()[-1:] == [PROMPT.rstrip()] and editor.text().count("^C") == 2, "a new prompt")
     editor.send("next\r")
     editor.answers("LINE[next]")
@@ -578,7 +592,9 @@ def test_a_question_inside_of_a_command(editor):
 def test_interrupt_ends_a_program_that_does_not_handle_it(start):
     editor = start("--ask", "Sure? ")
     editor.shows("", prompt="Sure? ")
-    editor.send("no\x03")
+    editor.send("no")
+    editor.shows("no", prompt="Sure? ")
+    editor.send("\x03")
     assert editor.wait_end() == -signal.SIGINT
     assert editor.modes() == own_modes()
 
@@ -586,8 +602,12 @@ def test_interrupt_ends_a_program_that_does_not_handle_it(start):
 def test_a_handler_that_jumps_away(editor):
     editor.send("jump\r")
     editor.shows("", prompt="Jump? ")
-    editor.send("half\x03")
-    editor.answers("JUMPED")
+    editor.send("half")
+    editor.shows("half", prompt="Jump? ")
+    editor.send("\x03")
+    editor.shows("", prompt="Again? ")
+    editor.send("yes\r")
+    editor.answers("ANSWER[yes]")
     editor.send("jump\r")
     editor.shows("", prompt="Jump? ")
     editor.send("whole\r")
@@ -640,7 +660,28 @@ class Tmux:
         wait_for(holds, f"{line + hint!r} in {self.columns} columns")
 
 
-@pytest.mark.skipif(not shutil.which("tmux"), reason="tmux is not here")
+needs_tmux = pytest.mark.skipif(not shutil.which("tmux"), reason="tmux is not here")
+
+
+@needs_tmux
+def test_wide_characters_where_half_of_one_blanks_it(tmp_path):
+    tmux = Tmux(tmp_path, 80)
+    try:
+        tmux.run("send-keys", "above", "Enter")
+        tmux.shows("", 0)
+        tmux.run("send-keys", "-l", "x漢字かなy")
+        tmux.shows("x漢字かなy", 6)
+        tmux.run("send-keys", "Left", "Left", "Left", "BSpace")
+        tmux.shows("x漢かなy", 2)
+        tmux.run("send-keys", "z", "Home", "DC")
+        tmux.shows("漢zかなy", 0)
+        tmux.run("send-keys", "-l", "ab")
+        tmux.shows("ab漢zかなy", 2)
+    finally:
+        tmux.run("kill-server")
+
+
+@needs_tmux
 @pytest.mark.parametrize("hint", ("", "iceInfo."))
 def test_resize_where_text_is_laid_out_anew(tmp_path, hint):
     line = "xls " + "abcdefghij" * 8 + " Device.Dev"
@@ -787,6 +828,8 @@ def test_keys_of_an_inputrc(start, tmp_path):
     editor.shows("ls Device. a b")
     editor.send("\x18\x12X")
     editor.shows("ls Device. a bX")
+    editor.send("\x15ls dev\t")
+    editor.shows("ls Device.")
 
 
 def test_the_inputrc_at_home(start, tmp_path):
@@ -808,14 +851,18 @@ def test_vi_keys(start, tmp_path):
     editor.shows("TWO two", 2)
     editor.send("\033")
     editor.shows("TWO two", 2)
-    editor.send("hl" + "A ls dev\t")
+    editor.send("x")
+    editor.shows("TW two", 2)
+    editor.send("iO\033")
+    editor.shows("TWO two", 2)
+    editor.send("A ls dev\t")
     editor.shows("TWO two ls Device.")
     editor.send("\x15ls dev\t")
     editor.shows("ls Device.")
     editor.send("\033u")
     editor.send("\r")
     editor.wait_text("LINE[")
-    editor.send("x\033k\x03")
+    editor.send("x\033k\033\003")
     editor.wait_text("^C")
     editor.send("fresh\r")
     editor.answers("LINE[fresh]")
