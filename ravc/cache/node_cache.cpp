@@ -132,7 +132,8 @@ int node_cache_fetch(cdpath *p) {
 json_t *cdpath_child(cdpath *p, const char *name) {
     if (!p->node) return nullptr;
     const bool is_number = rv_tr_is_instance_number(name);
-    const bool is_looked_for = p->multi && is_number && !p->quiet && !json_object_get(p->node, name);
+    const bool is_in_doubt = !p->quiet || !json_is_true(json_object_get(p->node, "#fetched"));
+    const bool is_looked_for = p->multi && is_number && is_in_doubt && !json_object_get(p->node, name);
     if (!is_known(p) || is_looked_for) node_cache_fetch(p);
     json_t *child = json_object_get(p->node, name);
     return !child && is_number ? json_object_get(p->node, "#template") : child;

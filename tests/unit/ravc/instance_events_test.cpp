@@ -129,6 +129,14 @@ TEST_F(InstanceEvents, TooManyAreNotKeptButTheirObjectIsFetchedAnew) {
     EXPECT_EQ(sent().size(), 3U);  // the level and its instances, none of the thousand by itself
 }
 
+TEST_F(InstanceEvents, OfAnObjectToBeFetchedAnewInstancesAreLookedFor) {
+    lose_second();
+    for (int number = 1; number <= 1001; number++) added(number + 100);
+    sent();
+    EXPECT_EQ(offered("set Device.IP.Interface.2.Enable="), "true false");
+    EXPECT_EQ(sent().size(), 3U);
+}
+
 TEST_F(InstanceEvents, AThousandAreKept) {
     lose_second();
     for (int number = 1; number <= 1000; number++) added(number + 100);
