@@ -8,6 +8,7 @@ import subprocess
 
 import pytest
 from daemon import RAVC, RAVD, SOURCE, wait_for
+from screen import PROMPT
 
 
 def blocks(file, opening):
@@ -61,6 +62,19 @@ def test_readme_console(shell, block):
     assert steps(block)
     for command, printed in steps(block):
         assert like(finished(shell(command))) == like(printed)
+
+
+def test_readme_session(ravd, open_shell):
+    (block,) = blocks("README.md", "```text")
+    shown = open_shell(ravd.socket).wait_line("")
+    for line in block.splitlines():
+        prompt = PROMPT.match(line)
+        if not prompt:
+            shown.wait_text(line)
+            continue
+        shown.wait_line("").send(line[prompt.end():] + "\r")
+        shown.wait(lambda line=line: line.partition("@")[2] in shown.text(), line)
+    assert shown.wait_end() == 0
 
 
 @pytest.mark.parametrize("block", [block for block in CONSOLE if " &\n" in block])
