@@ -93,6 +93,17 @@ std::string rv::printable(std::string_view text, bool keep_line_feeds) {
     return result;
 }
 
+std::string_view rv::cut_to_width(std::string_view text, int columns) {
+    size_t bytes = 0;
+    while (bytes < text.size()) {
+        const Character c = first_character(text.substr(bytes));
+        columns -= c.width;
+        if (columns < 0) break;
+        bytes += c.bytes;
+    }
+    return text.substr(0, bytes);
+}
+
 rv::Place rv::layout(std::string_view text, int columns, Place from) {
     each_character(text, [&](const Character &c, std::string_view) { advance_over(&from, c, columns); });
     return from;

@@ -23,6 +23,9 @@ bool has_control(std::string_view text);
 // text with "?" for each control character, so that it can't drive the terminal; line feeds may be kept.
 std::string printable(std::string_view text, bool keep_line_feeds = false);
 
+// As much of text's beginning as takes at most so many columns.
+std::string_view cut_to_width(std::string_view text, int columns);
+
 struct Place {
     int row = 0;
     int column = 0;

@@ -143,8 +143,8 @@ void run(const std::string &line) {
         printf("\nSECRET[%s]\n", ask_secret().c_str());
     } else if (line == "list") {
         show_list();
-    } else if (line == "bar") {
-        for (int i = 0; i <= 100; i += 50) rv_rl_draw_progressbar(i, "Sending");
+    } else if (line.starts_with("bar")) {
+        for (int i = -50; i <= 150; i += 50) rv_rl_draw_progressbar(i, rest(3).c_str());
         puts("");
     } else if (line.starts_with("hints")) {
         printf("HINTS %d of %zu\n", hints, line.size());

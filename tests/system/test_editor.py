@@ -740,6 +740,24 @@ def test_pasted_lines_run_one_by_one_and_hold_no_keys(editor):
     editor.answers("LINE[xthree]")
 
 
+# Output
+
+def test_a_progress_bar(start):
+    editor = start(columns=40).shows("")
+    editor.send("barSending\r")
+    editor.answers("Sending [" + "#" * 22 + "] 100%")
+    assert (" [" + "#" * 11 + "-" * 11 + "]  50%").encode() in editor.output
+    label = "x" * 50
+    editor.send(f"bar{label}\r")
+    editor.answers("x" * 32 + " 100%")
+
+
+def test_a_list_in_columns(start):
+    editor = start(columns=60).shows("")
+    editor.send("list\r")
+    editor.wait_text("DeviceInfo.  漢字一覧.    Parameter4   Parameter9\nEthernet.    Parameter0   Parameter5   Parameter10\n")
+
+
 # Odd terminals, no terminal
 
 @pytest.mark.parametrize("terminal", ("dumb", "no-such-terminal", ""))

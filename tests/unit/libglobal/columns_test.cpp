@@ -38,6 +38,13 @@ TEST(Text, ControlCharactersAreKnownAndShownAsMarks) {
     EXPECT_EQ(rv::printable("a\nb\r", true), "a\nb?");
 }
 
+TEST(Text, ATextIsCut) {
+    EXPECT_EQ(rv::cut_to_width("a漢e\u0301x", 4), "a漢e\u0301");
+    EXPECT_EQ(rv::cut_to_width("a漢", 2), "a");
+    EXPECT_EQ(rv::cut_to_width("abc", 9), "abc");
+    EXPECT_EQ(rv::cut_to_width("abc", 0), "");
+}
+
 TEST(Text, ATextIsLaidOut) {
     EXPECT_EQ(place("", 10), Place(0, 0));
     EXPECT_EQ(place("123456789", 10), Place(0, 9));
