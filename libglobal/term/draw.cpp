@@ -129,7 +129,7 @@ std::string ask_hint() {
     const rv_rl_hint_cb callback = rv::editor_settings().hint;
     if (!callback || s.is_plain || s.is_sideways || rl_end == 0 || rl_point != rl_end || is_reading_on()) return "";
     const std::string asked(line());
-    rv::set_before_wait([] { put(""); });  // what is typed is seen at once, however long its hint takes
+    rv::draw_before_wait();  // what is typed is seen at once, however long its hint takes
     char *text = callback(asked.c_str());
     rv::set_before_wait(nullptr);
     if (!text) return "";
@@ -211,6 +211,14 @@ void rv::draw_changes() {
 
 void rv::draw_without_hint() {
     draw(false);
+}
+
+// It takes the hint away, so something is to be drawn again.
+void rv::draw_before_wait() {
+    set_before_wait([] {
+        put("");
+        screen().is_changed = true;
+    });
 }
 
 void rv::draw_nothing() {

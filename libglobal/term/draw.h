@@ -21,8 +21,10 @@ const char *draw_prompt();
 void draw_changes();
 // Draws what changed, now and without a hint.
 void draw_without_hint();
-// Draws everything anew from the present row on. In draw_changes() it comes to that when more input waits.
+// Draws everything anew from the present row on; the hint too where one is due and no more input waits.
 void draw_anew();
+// Until set_before_wait(nullptr) (base/wait.h): when the program begins to wait, what is typed is drawn first.
+void draw_before_wait();
 // Forgets that something changed.
 void draw_nothing();
 

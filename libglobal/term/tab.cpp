@@ -10,6 +10,7 @@
 #include <stdlib.h>
 
 #include "libglobal/base/colors.h"
+#include "libglobal/base/wait.h"
 #include "libglobal/term/columns.h"
 #include "libglobal/term/complete.h"
 #include "libglobal/term/draw.h"
@@ -84,7 +85,9 @@ void rv::tab_pressed(bool is_second) {
     if (!callback) return;
     const std::string line(rl_line_buffer, static_cast<size_t>(rl_end));
     json_t *candidates = json_array();
+    draw_before_wait();
     callback(line.c_str(), static_cast<size_t>(rl_point), candidates);
+    set_before_wait(nullptr);
     use(candidates, is_second);
     json_decref(candidates);
 }

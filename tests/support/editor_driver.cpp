@@ -49,7 +49,10 @@ void complete(const char *line, size_t cursor, json_t *out) {
     if (typed.find(' ') == typed.npos) return offer(words, typed);
     const std::string_view word = typed.substr(typed.rfind(' ') + 1);
     if (typed == "fault ") touch_nothing();
-    if (typed == "slow " && rv_wait(nullptr, 0, RV_NO_DEADLINE) < 0) interrupted = 0;
+    if (typed == "slow " && rv_wait(nullptr, 0, RV_NO_DEADLINE) < 0) {
+        interrupted = 0;
+        return;
+    }
     if (typed.starts_with("many ")) {
         for (int i = 0; i < 100000; i++) json_array_append_new(out, json_sprintf("candidate%06d", i));
     } else if (typed.starts_with("up ")) {

@@ -298,6 +298,16 @@ def test_a_single_candidate_is_described_at_the_second_tab(editor):
     editor.wait_text("set A.B=true is a thing.\nIt has two lines.\n" + PROMPT + "set A.B=true")
 
 
+def test_what_is_typed_is_seen_while_candidates_are_waited_for(editor):
+    editor.send("quiet\r")
+    editor.shows("")
+    editor.send("slow \t")
+    editor.shows("slow ")
+    editor.send("\x03")
+    editor.send("on\r")
+    editor.answers("LINE[slow on]")
+
+
 def test_too_many_candidates_are_not_all_shown(editor):
     editor.send("many \t\t")
     editor.wait_output("more\r\n")
