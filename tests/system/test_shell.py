@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from daemon import BUILD
+from middleman import result
 
 VERSION = "cat Device.DeviceInfo.SoftwareVersion"
 GREETING = ["Corvane Management System client.", "***", "WARNING - for experts only!",
@@ -132,6 +133,22 @@ def test_an_empty_line_is_ignored(shell, shell_tmp):
     shell.wait_line("").send("\x04")
     assert shell.wait_end() == 0
     assert entries(shell_tmp) == []
+
+
+def test_a_prompt_begins_a_row(middleman, open_shell):
+    """Behind a message without a line feed, and behind keys that were echoed while a command ran."""
+    shell = open_shell(middleman.socket).wait_line("")
+    shell.send("cd 1 2\r")
+    shell.wait_text("syntax: cd [<path>]")
+    held = middleman.stall("GetParameterValues")
+    shell.wait_line("").send(f"{VERSION}\r")
+    middleman.wait_request("GetParameterValues")
+    shell.send("ahead")
+    shell.wait(lambda: shell.rows()[-1] == "ahead", "what is typed ahead to be echoed")
+    link, request = held[0]
+    link.send(result(request, {"ParameterList": []}))
+    shell.wait_line("ahead")
+    assert shell.rows()[-2] == "ahead"
 
 
 def test_lua_is_told_by_four_characters(shell):
