@@ -10,11 +10,15 @@
 #include <vector>
 
 #include "ravd/model/access.h"
+#include "ravd/model/keeper.h"
 
 namespace ravd {
 
 class Database;
 class Model;
+class Record;
+class Table;
+struct SchemaNode;
 
 struct Account {
     uint32_t number = 0;  // of the instance
@@ -29,16 +33,20 @@ struct AccountChange {
     std::string name;    // the user name that it had
     bool ended = false;  // deleted, disabled, renamed, or given another password: its sessions and tokens end
     Role role = Role::guest;
+    uint32_t number = 0;
 };
 
-class Accounts {
+class Accounts : private ModelKeeper {
  public:
-    // Borrows both.
-    Accounts(Model &model, Database &database);
-    ~Accounts();
+    // Borrows both; becomes the model's keeper. hash_cost: of the password that is made at a first start.
+    Accounts(Model &model, Database &database, unsigned hash_cost);
+    ~Accounts() override;
+    Accounts(const Accounts &) = delete;
+    Accounts &operator=(const Accounts &) = delete;
 
     // Puts the saved accounts into the model. Where there has never been one, makes the user "admin" with a random
-    // password, which is told once in the log. Returns false and sets error when the database fails.
+    // password, which is told once in the log. Does nothing where the schema has no users. Returns false and sets error
+    // when the database fails.
     bool load(std::string &error);
 
     // The enabled account of that user name, as the model has it now; nothing where there is none.
@@ -51,9 +59,27 @@ class Accounts {
     void listen(Listener listener);
 
  private:
+    bool keeps(std::string_view name) const override;
+    bool keep(std::span<const Change> changes) override;
+    void made() override;
+    bool hashes(std::string_view name) const override;
+
+    void read_rows(int64_t last_number);
+    bool make_first(std::string &error);
+    void store(const Change &change);
+    Account account_of(const Record &record) const;
+    const Table *table() const;
+
     Model &model_;
     Database &database_;
+    const unsigned hash_cost_;
+    const SchemaNode *node_ = nullptr;  // Device.Users.User.; null where the schema has none
+    std::vector<Account> before_;       // those that the changes being made are about
     std::vector<Listener> listeners_;
 };
+
+// Stores the hash of a user's password in the database of a daemon that does not run. Returns false and sets error
+// when there is no such user or the database fails.
+bool set_stored_password(Database &database, const std::string &user, const std::string &hash, std::string &error);
 
 }  // namespace ravd

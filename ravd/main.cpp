@@ -2,13 +2,17 @@
 #include <cstdio>
 #include <string>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "libglobal/base/descriptors.h"
+#include "ravd/accounts.h"
 #include "ravd/log.h"
 #include "ravd/model/model.h"
 #include "ravd/options.h"
+#include "ravd/persist/database.h"
 #include "ravd/server.h"
+#include "ravd/set_password.h"
 #include "ravd/state_folder.h"
 
 int main(int argc, char **argv) {
@@ -17,6 +21,8 @@ int main(int argc, char **argv) {
     if (const auto status = ravd::parse_options(argc, argv, options)) return *status;
     ravd::log_set_level(options.log_level);
     umask(0077);
+    constexpr rlimit no_core = {0, 0};  // passwords pass through this memory
+    setrlimit(RLIMIT_CORE, &no_core);
 
     std::string error;
     const auto model = ravd::Model::load(options.schema, ravd::all_providers(), error);
@@ -35,7 +41,18 @@ int main(int argc, char **argv) {
         ravd::log_error("%s", error.c_str());
         return 1;
     }
-    ravd::Server server(options, *model);
+    ravd::Database database;
+    if (!database.open(options.state, error)) {
+        ravd::log_error("%s", error.c_str());
+        return 1;
+    }
+    if (!options.set_password.empty()) return ravd::set_password(database, options.set_password, options.hash_cost);
+    ravd::Accounts accounts(*model, database, options.hash_cost);
+    if (!accounts.load(error)) {
+        ravd::log_error("%s", error.c_str());
+        return 1;
+    }
+    ravd::Server server(options, *model, accounts);
     if (!server.open(error)) {
         ravd::log_error("%s", error.c_str());
         return 1;

@@ -15,6 +15,7 @@
 
 namespace ravd {
 
+class Accounts;
 class Events;
 class Member;
 class Model;
@@ -29,6 +30,8 @@ struct Services {
     Events &events;
     const ClientLimits &limits;
     Workers &workers;
+    Accounts &accounts;
+    unsigned hash_cost;  // of new passwords
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

@@ -28,6 +28,13 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
         ->capture_default_str();
     app.add_option("--state", options.state, "Folder of the saved state")->type_name("FOLDER")->capture_default_str();
     app.add_flag("--check", options.check, "Load the schema, report what it holds, and exit");
+    app.add_option("--set-password", options.set_password,
+                   "Read a new password of that user from standard input, and exit; no daemon may run on the state")
+        ->type_name("USER");
+    app.add_option("--hash-cost", options.hash_cost, "How much work a new password's hash is, each step twice the last")
+        ->type_name("1..11")
+        ->check(CLI::Range(lowest_hash_cost, highest_hash_cost).description(""))
+        ->capture_default_str();
     app.add_option("--log-level", options.log_level, "error, warning, info or debug")
         ->type_name("LEVEL")
         ->transform(CLI::CheckedTransformer(log_levels).description(""));

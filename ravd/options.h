@@ -7,6 +7,7 @@
 
 #include "ravd/limits.h"
 #include "ravd/log.h"
+#include "ravd/password.h"
 
 namespace ravd {
 
@@ -20,6 +21,8 @@ struct Options {
     std::string schema = installed_schema;
     std::string state = "/var/lib/ravd";
     bool check = false;
+    std::string set_password;  // the user whose password is to be set; empty: none
+    unsigned hash_cost = default_hash_cost;
     LogLevel log_level = LogLevel::info;
     ClientLimits limits;
 };

@@ -5,7 +5,11 @@
 
 namespace ravd {
 
-enum : unsigned { default_hash_cost = 5, lowest_hash_cost = 1 };  // of yescrypt, as crypt(5) has it
+enum : unsigned {
+    lowest_hash_cost = 1,
+    default_hash_cost = 5,
+    highest_hash_cost = 11
+};  // of yescrypt, as crypt(5) has it
 
 // The hash of a password with a new salt, as crypt(5) writes it ("$y$…"). Empty when the system can make none.
 std::string hash_password(const std::string &password, unsigned cost);

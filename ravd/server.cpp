@@ -38,7 +38,7 @@ event_base *new_base() {
 
 }  // namespace
 
-Server::Server(const Options &options, Model &model)
+Server::Server(const Options &options, Model &model, Accounts &accounts)
     : options_(options),
       model_(model),
       base_(new_base()),
@@ -46,7 +46,7 @@ Server::Server(const Options &options, Model &model)
       sessions_(geteuid(), options.limits.groups),
       events_(sessions_, model, [this] { wake(); }),
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
-      services_{model, sessions_, events_, options.limits, *workers_} {
+      services_{model, sessions_, events_, options.limits, *workers_, accounts, options.hash_cost} {
     turn_ = event_new(
         base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
     const int numbers[] = {SIGTERM, SIGINT};

@@ -21,8 +21,8 @@ namespace ravd {
 
 class Server : private ConnectionHost {
  public:
-    // Borrows both. Becomes the model's listener.
-    Server(const Options &options, Model &model);
+    // Borrows all. Becomes the model's listener.
+    Server(const Options &options, Model &model, Accounts &accounts);
     ~Server();
 
     // Opens every socket. Returns false and sets error when one can't be had.

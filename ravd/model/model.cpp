@@ -21,6 +21,24 @@ void Model::set_listener(ModelListener *listener) {
     parts_->listener = listener;
 }
 
+void Model::set_keeper(ModelKeeper *keeper) {
+    parts_->keeper = keeper;
+}
+
+bool Model::Parts::keep(std::vector<ModelKeeper::Change> changes) {
+    keeping_ = false;
+    if (keeper == nullptr) return true;
+    std::erase_if(changes, [this](const auto &change) { return !keeper->keeps(change.path); });
+    if (changes.empty()) return true;
+    keeping_ = keeper->keep(changes);
+    return keeping_;
+}
+
+void Model::Parts::kept() {
+    if (keeping_) keeper->made();
+    keeping_ = false;
+}
+
 size_t Model::object_count() const {
     return parts_->schema->objects;
 }

@@ -9,6 +9,8 @@
 
 namespace ravd {
 
+class ModelKeeper;
+
 // Told of changes, in their order, after they were made. The model keeps no clients: events.h does.
 class ModelListener {
  public:
@@ -33,6 +35,8 @@ class Model {
 
     // Borrowed; null for none.
     void set_listener(ModelListener *listener);
+    // The same.
+    void set_keeper(ModelKeeper *keeper);
 
     // Counts for the report of --check.
     size_t object_count() const;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "ravd/model/keeper.h"
 #include "ravd/model/live_binding.h"
 #include "ravd/model/model.h"
 #include "ravd/model/schema.h"
@@ -16,6 +17,15 @@ struct Model::Parts {
     std::vector<LiveBinding> live_tables;  // by SchemaNode::live_table
     std::unique_ptr<Record> root;
     ModelListener *listener = nullptr;
+    ModelKeeper *keeper = nullptr;
+
+    // Asks the keeper about changes to come, where it keeps any. False: they must not be made.
+    bool keep(std::vector<ModelKeeper::Change> changes);
+    // Tells the keeper that they were made.
+    void kept();
+
+ private:
+    bool keeping_ = false;
 };
 
 }  // namespace ravd

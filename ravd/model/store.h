@@ -42,6 +42,8 @@ class Table {
     // Adds an instance under the lowest number above every number ever used, as the last one in the order; key: see
     // Record::key(). Null when the numbers are used up.
     Record *add(std::string key = "");
+    // The number that the next instance gets.
+    uint32_t next_number() const { return last_used_ + 1; }
     // Numbers up to this one count as used.
     void reserve_numbers(uint32_t last) { last_used_ = std::max(last_used_, last); }
     // Deletes an instance of this table.

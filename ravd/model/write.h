@@ -3,6 +3,7 @@
 // in order. Rights are those of the node that a name leads to. Nothing here knows of sockets; nothing is printed.
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -15,12 +16,21 @@ namespace ravd {
 
 class Model;
 
+// Texts that are stored as hashes only (see ModelKeeper::hashes), by the full names of their parameters.
+struct Hashes {
+    std::map<std::string, std::string> made;
+    std::map<std::string, std::string> wanted;  // texts whose hashes are missing
+};
+
 // pairs: an array of {"Name": text, "Value": any} (the caller has checked that). All values are set or none; the fault
 // is 9003 with every refused pair among its parameters, in their order. raw: a text is taken for every type
 // (convert.h). A value that stays as it was is told to nobody. {"Status": 0}.
 // Takes time with the number of pairs; for a unique parameter that gets its default other than "" back, with the number
 // of instances of its table too.
-Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result);
+// Where the request has texts to be hashed that hashes->made lacks, and all else is in order, hashes->wanted gets them
+// and nothing is done: result stays as it is. 9002 when what must be durable could not be stored.
+Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result,
+                 Hashes *hashes = nullptr);
 
 // Adds an instance with the defaults, under the lowest number above every one that was ever used in its table. 9005
 // when name is no multi-instance object, 9008 when the schema forbids adding, 9001 when the viewer may not, 9004 when

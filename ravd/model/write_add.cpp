@@ -15,7 +15,11 @@ Fault add_object(Model &model, const Viewer &viewer, std::string_view name, std:
     if (places.empty()) return failure(name, 9005);
     if (node.fixed) return failure(name, 9008);
     if (!node.can_write(viewer.role)) return failure(name, 9001);
-    const Record *added = places.front().record->table(node).add();
+    Table &table = places.front().record->table(node);
+    const std::string path_of_next = places.front().name + std::to_string(table.next_number()) + '.';
+    if (!reading.parts.keep({{ModelKeeper::Change::Kind::added, path_of_next, nullptr}})) return failure(name, 9002);
+    const Record *added = table.add();
+    reading.parts.kept();
     if (!added) return failure(name, 9004);
     if (reading.parts.listener) reading.parts.listener->instance_added(places.front().name, added->number());
     result += "{\"InstanceNumber\":";

@@ -26,7 +26,8 @@ class Deletion {
 
     // Finds what deleting the instance means; place.table is its table. A fault when it must not be.
     Fault plan(const Place &place);
-    void carry_out();
+    // False when what is kept could not be; then nothing has changed.
+    bool carry_out();
 
  private:
     struct Doomed {
@@ -47,6 +48,7 @@ class Deletion {
     Fault denial() const;
     bool is_doomed(const Place &place) const { return leads_into(place.name, all_); }
     void clear(Reference &reference);
+    std::vector<ModelKeeper::Change> deletions() const;
 
     Reading &reading_;
     InstancePaths all_;           // everything that goes, what is inside of instances too
@@ -130,9 +132,10 @@ Fault Deletion::denial() const {
 }
 
 // References first, then those that referred before those that they referred to.
-void Deletion::carry_out() {
-    for (Reference &reference : clearing_)
-        if (!is_doomed(reference.place)) clear(reference);
+bool Deletion::carry_out() {
+    std::erase_if(clearing_, [this](const Reference &reference) { return is_doomed(reference.place); });
+    if (!reading_.parts.keep(deletions())) return false;
+    for (Reference &reference : clearing_) clear(reference);
     std::erase_if(doomed_, [this](const Doomed &each) {
         const std::string_view path = each.path;
         return leads_into(path.substr(0, path.rfind('.', path.size() - 2)), all_);  // goes with what it is in
@@ -142,6 +145,15 @@ void Deletion::carry_out() {
         each->table->erase(each->number);
         if (reading_.parts.listener) reading_.parts.listener->instance_deleted(prefix, each->number);
     }
+    reading_.parts.kept();
+    return true;
+}
+
+// What the keeper is asked about.
+std::vector<ModelKeeper::Change> Deletion::deletions() const {
+    std::vector<ModelKeeper::Change> deletions;
+    for (const std::string &path : all_) deletions.push_back({ModelKeeper::Change::Kind::deleted, path, nullptr});
+    return deletions;
 }
 
 void Deletion::clear(Reference &reference) {
@@ -169,7 +181,7 @@ Fault delete_object(Model &model, const Viewer &viewer, std::string_view name, s
     if (!node.can_write(viewer.role)) return failure(name, 9001);
     Deletion deletion(reading);
     if (Fault fault = deletion.plan(places.front())) return fault;
-    deletion.carry_out();
+    if (!deletion.carry_out()) return failure(name, 9002);
     result += "{\"Status\":0}";
     return {};
 }

@@ -31,7 +31,11 @@ class ValueWriting {
     void check_unique();
     // The refusals so far, or none.
     Fault fault() const;
-    void apply();
+    // Puts hashes in the place of the texts that are held as such; those still missing are asked for. False when some
+    // are.
+    bool use_hashes(Hashes *hashes);
+    // False when what is kept could not be; then nothing has changed.
+    bool apply();
 
  private:
     struct ValueHash {
@@ -163,7 +167,30 @@ Fault ValueWriting::fault() const {
     return fault;
 }
 
-void ValueWriting::apply() {
+bool ValueWriting::use_hashes(Hashes *hashes) {
+    const ModelKeeper *keeper = reading_.parts.keeper;
+    bool complete = true;
+    for (Change &change : changes_) {
+        auto *text = std::get_if<std::string>(&change.value);
+        const bool is_hashed = change.place.node->type == RV_TR_SECRET && keeper && keeper->hashes(change.place.name);
+        if (!is_hashed || !text || text->empty()) continue;
+        const auto found = hashes->made.find(change.place.name);
+        if (found == hashes->made.end()) {
+            hashes->wanted.emplace(change.place.name, *text);
+            complete = false;
+        } else {
+            *text = found->second;
+        }
+    }
+    return complete;
+}
+
+bool ValueWriting::apply() {
+    std::vector<ModelKeeper::Change> kept;
+    if (reading_.parts.keeper)
+        for (const Change &change : changes_)
+            kept.push_back({ModelKeeper::Change::Kind::set, change.place.name, &change.value});
+    if (!reading_.parts.keep(std::move(kept))) return false;
     for (Change &change : changes_) {
         if (change.place.node->source == Source::index) {
             move(change);
@@ -171,6 +198,8 @@ void ValueWriting::apply() {
             set(change);
         }
     }
+    reading_.parts.kept();
+    return true;
 }
 
 // The instance that was moved is told first, then those that had to shift.
@@ -207,7 +236,8 @@ void ValueWriting::set(Change &change) {
 
 }  // namespace
 
-Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result) {
+Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool raw, std::string &result,
+                 Hashes *hashes) {
     ValueWriting writing(model, viewer, raw);
     for (size_t i = 0; i < json_array_size(pairs); i++) {
         const json_t *pair = json_array_get(pairs, i);
@@ -215,7 +245,9 @@ Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool r
     }
     writing.check_unique();
     if (Fault fault = writing.fault()) return fault;
-    writing.apply();
+    Hashes none;
+    if (!writing.use_hashes(hashes ? hashes : &none)) return hashes ? Fault() : Fault{9002, "no hashes", {}};
+    if (!writing.apply()) return {9002, "the change could not be stored", {}};
     result += "{\"Status\":0}";
     return {};
 }

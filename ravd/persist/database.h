@@ -49,8 +49,9 @@ class Database {
     // Runs a statement without parameters or rows. Returns false on failure.
     bool run(const char *sql);
 
+    // begin() forgets earlier failures; commit() fails when anything since then did, and takes all of it back.
     bool begin();
-    bool commit();  // on failure everything since begin() is taken back
+    bool commit();
     void roll_back();
 
     // What failed last, for the log; "" when nothing has since clear().
@@ -60,6 +61,8 @@ class Database {
 
  private:
     friend class Statement;
+    int prepare_file(const std::string &path);
+    bool migrate();
     void fail();
 
     sqlite3 *handle_ = nullptr;

@@ -42,7 +42,7 @@ class Daemon:
         with open(self.log_file, "wb") as log:
             self.process = subprocess.Popen(
                 [RAVD, "--socket", self.socket, "--state", self.state, "--schema", schema or SOURCE / "schema",
-                 *options],
+                 "--hash-cost", "1", *options],
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log, preexec_fn=limit_descriptors)
 
     @property

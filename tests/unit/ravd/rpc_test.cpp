@@ -8,7 +8,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include "ravd/accounts.h"
 #include "ravd/events.h"
+#include "ravd/password.h"
+#include "ravd/persist/database.h"
 #include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
 
@@ -25,12 +28,13 @@ class RpcTest : public testing::Test {
         model = Model::load(folder.string(), {}, error);
         ASSERT_NE(model, nullptr) << error;
         events = std::make_unique<Events>(sessions, *model, [] {});
+        accounts = std::make_unique<Accounts>(*model, database, lowest_hash_cost);
     }
     void TearDown() override { std::filesystem::remove_all(folder); }
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model, sessions, *events, limits, workers};
+        Services services = {*model, sessions, *events, limits, workers, *accounts, lowest_hash_cost};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -41,6 +45,8 @@ class RpcTest : public testing::Test {
     std::unique_ptr<Model> model;
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;
+    Database database;
+    std::unique_ptr<Accounts> accounts;
     TestMember member{sessions};
     const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};
     Workers workers{base.get(), 1, 1};
