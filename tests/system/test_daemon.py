@@ -67,7 +67,7 @@ def test_modes_of_files(start_ravd, tmp_path):
         os.umask(before)
     assert stat.S_IMODE(daemon.socket.stat().st_mode) == 0o660
     assert stat.S_IMODE(daemon.state.stat().st_mode) == 0o700
-    assert [stat.S_IMODE(file.stat().st_mode) for file in daemon.state.iterdir()] == [0o600]
+    assert {stat.S_IMODE(file.stat().st_mode) for file in daemon.state.iterdir()} == {0o600}
 
 
 def test_second_daemon_on_the_state_folder(ravd, start_ravd):
