@@ -1,5 +1,7 @@
 """Events while a person types: nothing typed is lost, nothing that came waits for a key."""
 
+import re
+
 import pytest
 from middleman import event, result
 
@@ -20,7 +22,7 @@ def fed(middleman, open_shell):
 
 def marks(shell):
     """The numbers of the events shown so far, in their order."""
-    return [int(line.split(b'"')[3]) for line in shell.output.splitlines() if b'    "N": "' in line]
+    return [int(number) for number in re.findall(rb'    "N": "(\d+)"', shell.output)]
 
 
 def test_an_event_shows_above_the_half_typed_line(fed):
