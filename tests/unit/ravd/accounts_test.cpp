@@ -16,7 +16,7 @@
 namespace ravd {
 namespace {
 
-constexpr Viewer admin = {Role::admin, {}};
+const Viewer admin = {Role::admin, {}};
 
 class AccountsTest : public testing::Test {
  protected:

@@ -63,8 +63,8 @@ TEST_F(Workers, WorkElsewhereAndAreDoneOnTheLoop) {
 }
 
 TEST_F(Workers, RefuseMoreThanMayWait) {
-    ravd::Workers workers(base_, 2, 3);
     Gate gate;
+    ravd::Workers workers(base_, 2, 3);
     int done = 0;
     const auto wait = [&] { gate.pass(); };
     const auto count = [&] {
@@ -82,8 +82,8 @@ TEST_F(Workers, RefuseMoreThanMayWait) {
 TEST_F(Workers, EndWithJobsLeft) {
     int worked = 0, done = 0;
     {
-        ravd::Workers workers(base_, 1, 100);
         Gate gate;
+        ravd::Workers workers(base_, 1, 100);
         EXPECT_TRUE(workers.post([&] { gate.pass(); }, [&] { done++; }));
         for (int i = 0; i < 10; i++) EXPECT_TRUE(workers.post([&] { worked++; }, [&] { done++; }));
         gate.await(1);
