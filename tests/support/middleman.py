@@ -27,8 +27,15 @@ class Link:
         self.lock = threading.Lock()
 
     def start(self):
-        for pump in (self.pump_requests, self.pump_replies):
-            threading.Thread(target=pump, daemon=True).start()
+        self.pumps = [threading.Thread(target=pump, daemon=True) for pump in (self.pump_requests, self.pump_replies)]
+        for pump in self.pumps:
+            pump.start()
+
+    def join(self):
+        for pump in self.pumps:
+            pump.join()
+        self.client.close()
+        self.daemon.close()
 
     def send(self, data):
         """Sends bytes to ravc, as they stand and in one write."""
@@ -76,7 +83,8 @@ class Middleman:
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind(str(path))
         self.listener.listen()
-        threading.Thread(target=self.accept, daemon=True).start()
+        self.acceptor = threading.Thread(target=self.accept, daemon=True)
+        self.acceptor.start()
 
     def accept(self):
         while True:
@@ -120,6 +128,9 @@ class Middleman:
         return next(link for link in self.links if link.role == role)
 
     def close(self):
+        self.listener.shutdown(socket.SHUT_RDWR)  # a thread that still waited would serve the descriptor's next owner
+        self.acceptor.join()
         self.listener.close()
         for link in self.links:
             link.close()
+            link.join()
