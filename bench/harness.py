@@ -54,11 +54,16 @@ class Client:
         self.sock.connect(path)
         self.replies = self.sock.makefile("rb")
 
-    def batch(self, method, every):
+    def ask(self, method, params):
+        """The line of the reply to one request."""
+        self.sock.sendall(json.dumps({"jsonrpc": "2.0", "method": method, "params": params, "id": 1}).encode() + b"\n")
+        return self.replies.readline()
+
+    def batch(self, method, every, failing=False):
         self.sock.sendall(json.dumps([{"jsonrpc": "2.0", "method": method, "params": params, "id": n}
                                       for n, params in enumerate(every)]).encode() + b"\n")
         replies = json.loads(self.replies.readline())
-        if any("error" in reply for reply in replies):
+        if any(("error" in reply) != failing for reply in replies):
             raise SystemExit(f"bench: {method} failed: {replies}")
 
     def fill(self, table, count):

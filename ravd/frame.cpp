@@ -2,6 +2,8 @@
 // parser to say, which is not called before the message is known to be harmless.
 #include "ravd/frame.h"
 
+#include <cstring>
+
 namespace ravd {
 
 FrameReader::Result FrameReader::scan(std::string_view bytes, const FrameLimits &limits) {
@@ -61,7 +63,9 @@ std::string_view FrameReader::message(evbuffer *input) const {
     return {start, size};
 }
 
+// The bytes may hold a password.
 void FrameReader::take(evbuffer *input) {
+    explicit_bzero(evbuffer_pullup(input, static_cast<ssize_t>(length_)), length_);
     evbuffer_drain(input, length_);
     reset();
 }

@@ -27,7 +27,7 @@ class FrameReader {
 
     // The message found, contiguous, without its line end; borrowed from input until take().
     std::string_view message(evbuffer *input) const;
-    // Drains the message found, with its line end.
+    // Overwrites and drains the message found, with its line end.
     void take(evbuffer *input);
 
     // Some bytes of a message, but not its end, have been seen.

@@ -4,6 +4,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include <malloc.h>
 
 namespace ravd {
 
@@ -120,6 +124,13 @@ std::string clean_utf8(std::string_view text) {
         text.remove_prefix(length != 0 ? length : 1);
     }
     return clean;
+}
+
+void wipe_freed_json() {
+    json_set_alloc_funcs(malloc, [](void *memory) {
+        if (memory != nullptr) explicit_bzero(memory, malloc_usable_size(memory));
+        free(memory);
+    });
 }
 
 }  // namespace ravd

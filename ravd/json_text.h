@@ -21,4 +21,8 @@ void append_json(std::string &out, const json_t *value);
 // machine or its network goes through, so that no value can drive a terminal.
 std::string clean_utf8(std::string_view text);
 
+// From here on the memory of JSON values is overwritten when they are freed, for a request may hold a password. To be
+// called before there are any.
+void wipe_freed_json();
+
 }  // namespace ravd

@@ -7,6 +7,7 @@
 
 #include "libglobal/base/descriptors.h"
 #include "ravd/accounts.h"
+#include "ravd/json_text.h"
 #include "ravd/log.h"
 #include "ravd/model/model.h"
 #include "ravd/options.h"
@@ -17,6 +18,7 @@
 
 int main(int argc, char **argv) {
     rv::fill_standard_descriptors();
+    ravd::wipe_freed_json();
     ravd::Options options;
     if (const auto status = ravd::parse_options(argc, argv, options)) return *status;
     ravd::log_set_level(options.log_level);

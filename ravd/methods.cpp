@@ -76,6 +76,10 @@ constexpr Parameter hello_parameters[] = {
     {"Role", text, true, "\"events\" for the connection that takes the session's events, else \"requests\"."},
     {"Client", text, false, "Name and version of the client."},
 };
+constexpr Parameter login_parameters[] = {
+    {"User", text, true, "Name of a user of the device."},
+    {"Password", text, false, "Its password. Absent: the caller is the local user of that name."},
+};
 constexpr Parameter group_parameters[] = {
     {"Group", group, true, "Number of the event group."},
 };
@@ -117,6 +121,7 @@ constexpr Parameter delete_parameters[] = {
 };
 
 constexpr char nothing[] = R"("type":"object")";
+constexpr char login_result[] = R"("type":"object","properties":{"User":{"type":"string"}})";
 constexpr char names_result[] =
     R"("type":"object","properties":{"ParameterList":{"type":"array","items":{"type":"object","properties":)"
     R"({"Name":{"type":"string"},"Writable":{"type":"boolean"}}}}})";
@@ -136,6 +141,8 @@ constexpr char add_result[] =
 
 constexpr Method table[] = {
     {"Hello", run_hello, hello_parameters, nothing, "Binds the connection to its client's session."},
+    {"Login", run_login, login_parameters, login_result, "Logs the session in; a refused one makes it a guest's."},
+    {"Logout", run_logout, {}, nothing, "Makes the session a guest's."},
     {"JoinGroup", run_join_group, group_parameters, nothing, "Lets the session have the events of a group."},
     {"LeaveGroup", run_leave_group, group_parameters, nothing, "Ends the events of a group."},
     {"Event", run_event, event_parameters, nothing, "Sends an event to the other sessions of a group."},

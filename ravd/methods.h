@@ -17,6 +17,7 @@ namespace ravd {
 
 class Accounts;
 class Events;
+class Logins;
 class Member;
 class Model;
 class Sessions;
@@ -32,6 +33,7 @@ struct Services {
     Workers &workers;
     Accounts &accounts;
     unsigned hash_cost;  // of new passwords
+    Logins &logins;
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

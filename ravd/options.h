@@ -20,6 +20,7 @@ struct Options {
     std::string tls_certificate, tls_key;
     std::string schema = installed_schema;
     std::string state = "/var/lib/ravd";
+    bool allow_plain_login = false;  // take passwords over TCP without TLS
     bool check = false;
     std::string set_password;  // the user whose password is to be set; empty: none
     unsigned hash_cost = default_hash_cost;

@@ -12,6 +12,7 @@
 
 #include "libglobal/net/destination.h"
 #include "ravd/log.h"
+#include "ravd/password.h"
 
 namespace ravd {
 
@@ -36,6 +37,22 @@ event_base *new_base() {
     return base;
 }
 
+LoginRules login_rules(const Options &options, const Accounts &accounts) {
+    return {[&accounts](std::string_view name) { return accounts.find(name); },
+            [](uid_t uid) { return name_of_local_user(uid); },
+            verify_password,
+            hash_password("nobody's password", options.hash_cost),
+            geteuid(),
+            options.allow_plain_login};
+}
+
+LocalUser find_local_user(const Accounts &accounts, uid_t uid) {
+    LocalUser user = {name_of_local_user(uid), Role::guest};
+    if (user.name.empty()) return user;
+    if (const auto account = accounts.find(user.name)) user.role = account->role;
+    return user;
+}
+
 }  // namespace
 
 Server::Server(const Options &options, Model &model, Accounts &accounts)
@@ -46,7 +63,10 @@ Server::Server(const Options &options, Model &model, Accounts &accounts)
       sessions_(geteuid(), options.limits.groups),
       events_(sessions_, model, [this] { wake(); }),
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
-      services_{model, sessions_, events_, options.limits, *workers_, accounts, options.hash_cost} {
+      logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
+      services_{model, sessions_, events_, options.limits, *workers_, accounts, options.hash_cost, *logins_} {
+    sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
+    accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
         base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
     const int numbers[] = {SIGTERM, SIGINT};
@@ -73,6 +93,7 @@ Server::~Server() {
     for (event *each : signals_) event_free(each);
     event_free(turn_);
     workers_.reset();
+    logins_.reset();
     event_base_free(base_);
 }
 
@@ -80,6 +101,9 @@ bool Server::open(std::string &error) {
     if (!options_.tls_certificate.empty()) {
         tls_ = load_tls(options_.tls_certificate, options_.tls_key, error);
         if (!tls_) return false;
+    }
+    if (!options_.listen.empty() && !tls_ && options_.allow_plain_login) {
+        log_warning("passwords are taken over TCP without TLS: whoever is on the way can read them");
     }
     for (const std::string &destination : options_.listen) {
         if (!open_tcp(destination, error)) return false;

@@ -12,6 +12,7 @@
 #include "ravd/connection.h"
 #include "ravd/events.h"
 #include "ravd/listener.h"
+#include "ravd/login.h"
 #include "ravd/options.h"
 #include "ravd/session.h"
 #include "ravd/tls.h"
@@ -21,7 +22,7 @@ namespace ravd {
 
 class Server : private ConnectionHost {
  public:
-    // Borrows all. Becomes the model's listener.
+    // Borrows all. Becomes the model's listener, and one of the accounts'.
     Server(const Options &options, Model &model, Accounts &accounts);
     ~Server();
 
@@ -55,6 +56,7 @@ class Server : private ConnectionHost {
     Sessions sessions_;
     Events events_;
     std::unique_ptr<Workers> workers_;
+    std::unique_ptr<Logins> logins_;
     Services services_;
     std::vector<std::unique_ptr<Listener>> listeners_;
     std::vector<std::unique_ptr<Connection>> connections_;

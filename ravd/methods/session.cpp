@@ -1,9 +1,10 @@
-// Methods about the session itself: its binding, its event groups, and events from clients.
+// Methods about the session itself: its binding, its identity, its event groups, and events from clients.
 #include "ravd/session.h"
 
 #include "ravd/events.h"
 #include "ravd/json_text.h"
 #include "ravd/log.h"
+#include "ravd/login.h"
 #include "ravd/methods/handlers.h"
 
 namespace ravd {
@@ -11,6 +12,20 @@ namespace ravd {
 Fault run_hello(const Call &call, std::string &result) {
     const Hello hello = {call.text("Session"), call.text("Role"), call.integer("Protocol")};
     if (!call.services.sessions.hello(call.caller, hello)) log_debug("a Hello was not usable");
+    result += "{}";
+    return {};
+}
+
+Fault run_login(const Call &call, std::string &result) {
+    Logins &logins = call.services.logins;
+    const std::string_view user = call.text("User");
+    if (call.find("Password") == nullptr) return logins.log_in_local_user(call.caller, user, result);
+    logins.log_in(call.caller, user, call.text("Password"), call.defer());
+    return {};
+}
+
+Fault run_logout(const Call &call, std::string &result) {
+    call.services.sessions.log_out(call.caller.session());
     result += "{}";
     return {};
 }

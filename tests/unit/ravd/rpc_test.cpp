@@ -10,6 +10,7 @@
 
 #include "ravd/accounts.h"
 #include "ravd/events.h"
+#include "ravd/login.h"
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
 #include "ravd/workers.h"
@@ -34,7 +35,7 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model, sessions, *events, limits, workers, *accounts, lowest_hash_cost};
+        Services services = {*model, sessions, *events, limits, workers, *accounts, lowest_hash_cost, logins};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -51,6 +52,7 @@ class RpcTest : public testing::Test {
     const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};
     Workers workers{base.get(), 1, 1};
     ClientLimits limits;
+    Logins logins{base.get(), {}, sessions, workers, limits};
     int steps = 0;
 };
 
