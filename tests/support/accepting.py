@@ -1,9 +1,12 @@
 """A daemon that lets everybody in, knows a few values, answers everything else with an empty result, and remembers what
-it was asked."""
+it was asked, but for the levels of the data model: its root has the parameters "in", "out" and "x"."""
 
 import json
 import socket
 import threading
+
+
+ROOT_LEVEL = [{"Name": name, "Attributes": {"type": "string"}} for name in ("in", "out", "x")]
 
 
 class Accepting:
@@ -12,6 +15,7 @@ class Accepting:
     def __init__(self, path=None):
         """On the UNIX socket at path, else on a TCP port of loopback."""
         self.requests = []  # [(method, params)]
+        self.levels = []  # [name of an object whose level was asked for]
         self.values = {}  # by name
         self.refused = set()  # methods
         self.unanswered = set()  # methods
@@ -42,10 +46,15 @@ class Accepting:
                 if "id" not in message:
                     continue
                 params = message.get("params", {})
-                self.requests.append((message["method"], params))
+                if message["method"] == "GetParameterAttributes":
+                    self.levels += params["ParameterNames"]
+                else:
+                    self.requests.append((message["method"], params))
                 known = [{"Name": name, "Value": self.values[name]} for name in params.get("ParameterNames", [])
                          if name in self.values]
                 reply = {"jsonrpc": "2.0", "id": message["id"], "result": {"ParameterList": known} if known else {}}
+                if message["method"] == "GetParameterAttributes":
+                    reply["result"] = {"ParameterList": ROOT_LEVEL}
                 if message["method"] in self.unanswered:
                     continue
                 if message["method"] in self.refused:

@@ -232,8 +232,12 @@ def test_daemon_that_dies_in_the_middle_of_its_reply(tmp_path, arguments):
     with subprocess.Popen([RAVC, "-u", mute.path, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                           text=True) as process:
         connections = [mute.listener.accept()[0] for _ in range(2)]
-        if arguments == ("-s",):  # a script waits for its group first
+        if arguments == ("-s",):  # a script joins its group and logs in first
             answer(connections[1], "JoinGroup", '"result": {}')
+            answer(connections[0], "Login", '"result": {}')
+            answer(connections[0], "GetParameterValues", '"result": {}')
+            answer(connections[0], "GetParameterAttributes",
+                   '"result": {"ParameterList": [{"Name": "A", "Attributes": {"type": "string"}}]}')
             process.stdin.write("get A\n")
             process.stdin.close()
             process.stdin = None
