@@ -75,7 +75,7 @@ def test_two_at_once_are_one(middleman, open_shell):
     shell = open_shell(middleman.socket).wait_line("")
     middleman.stall("GetParameterValues")
     shell.send(f"{VERSION}\r")
-    middleman.wait_request("GetParameterValues")
+    middleman.wait_request("GetParameterValues", 2)  # the first one is of the log-in
     shell.send("\x03\x03")
     shell.wait_line("")
     del middleman.handlers["GetParameterValues"]
