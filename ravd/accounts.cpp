@@ -21,14 +21,15 @@ constexpr std::string_view users = "Device.Users.User.";
 struct Column {
     const char *parameter;
     const char *update;  // with the value and the account's number
+    bool ends_tokens;    // another value does
 };
 constexpr Column columns[] = {
-    {"Username", "UPDATE account SET username = ? WHERE number = ?"},
-    {"Enable", "UPDATE account SET enabled = ? WHERE number = ?"},
-    {"Role", "UPDATE account SET role = ? WHERE number = ?"},
-    {"Alias", "UPDATE account SET alias = ? WHERE number = ?"},
-    {"Language", "UPDATE account SET language = ? WHERE number = ?"},
-    {"Password", "UPDATE account SET password_hash = ? WHERE number = ?"},
+    {"Username", "UPDATE account SET username = ? WHERE number = ?", true},
+    {"Enable", "UPDATE account SET enabled = ? WHERE number = ?", true},
+    {"Role", "UPDATE account SET role = ? WHERE number = ?", false},
+    {"Alias", "UPDATE account SET alias = ? WHERE number = ?", false},
+    {"Language", "UPDATE account SET language = ? WHERE number = ?", false},
+    {"Password", "UPDATE account SET password_hash = ? WHERE number = ?", true},
 };
 constexpr char select_all[] =
     "SELECT number, username, enabled, role, alias, language, password_hash FROM account ORDER BY number";
@@ -203,6 +204,11 @@ bool Accounts::keep(std::span<const Change> changes) {
     return false;
 }
 
+// In the transaction of what ends them, so that none outlives it.
+void Accounts::end_tokens(uint32_t number) {
+    database_.prepare("DELETE FROM token WHERE account = ?").bind(1, number).step();
+}
+
 void Accounts::store(const Change &change) {
     const auto [number, parameter] = place_of(change.path);
     switch (change.kind) {
@@ -214,11 +220,15 @@ void Accounts::store(const Change &change) {
             break;
         case Change::Kind::deleted:
             database_.prepare("DELETE FROM account WHERE number = ?").bind(1, number).step();
-            database_.prepare("DELETE FROM token WHERE account = ?").bind(1, number).step();
+            end_tokens(number);
             break;
         case Change::Kind::set:
             const auto *column = std::ranges::find(columns, parameter, &Column::parameter);
-            if (column != std::end(columns)) store_value(database_, *column, number, *change.value);
+            if (column == std::end(columns)) break;
+            store_value(database_, *column, number, *change.value);
+            const Record *record = table()->find(number);
+            if (column->ends_tokens && record && record->value(*node_->instance().find(parameter)) != *change.value)
+                end_tokens(number);
             break;
     }
 }

@@ -67,6 +67,7 @@ class Accounts : private ModelKeeper {
     void read_rows(int64_t last_number);
     bool make_first(std::string &error);
     void store(const Change &change);
+    void end_tokens(uint32_t number);
     Account account_of(const Record &record) const;
     const Table *table() const;
 

@@ -15,6 +15,7 @@
 #include "ravd/server.h"
 #include "ravd/set_password.h"
 #include "ravd/state_folder.h"
+#include "ravd/tokens.h"
 
 int main(int argc, char **argv) {
     rv::fill_standard_descriptors();
@@ -54,7 +55,8 @@ int main(int argc, char **argv) {
         ravd::log_error("%s", error.c_str());
         return 1;
     }
-    ravd::Server server(options, *model, accounts);
+    ravd::Tokens tokens(database);
+    ravd::Server server(options, *model, accounts, tokens);
     if (!server.open(error)) {
         ravd::log_error("%s", error.c_str());
         return 1;

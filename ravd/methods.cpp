@@ -120,6 +120,11 @@ constexpr Parameter delete_parameters[] = {
     {"ObjectName", text, true, "Full name of the instance."},
 };
 
+constexpr Parameter execute_parameters[] = {
+    {"Path", text, true, "Full name of a method of the data model."},
+    {"ParameterList", pairs, false, "Its arguments, named as below #input; null: not given."},
+};
+
 constexpr char nothing[] = R"("type":"object")";
 constexpr char login_result[] = R"("type":"object","properties":{"User":{"type":"string"}})";
 constexpr char names_result[] =
@@ -158,6 +163,8 @@ constexpr Method table[] = {
      "Sets values, all or none; takes a text for every type."},
     {"AddObject", run_add_object, add_parameters, add_result, "Adds an instance."},
     {"DeleteObject", run_delete_object, delete_parameters, status_result, "Deletes an instance."},
+    {"Execute", run_execute, execute_parameters, values_result,
+     "Executes a method of the data model; gives its outputs, named as below #output."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},
 };
 

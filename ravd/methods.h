@@ -21,6 +21,7 @@ class Logins;
 class Member;
 class Model;
 class Sessions;
+class Tokens;
 class Workers;
 struct Viewer;
 
@@ -32,6 +33,7 @@ struct Services {
     const ClientLimits &limits;
     Workers &workers;
     Accounts &accounts;
+    Tokens &tokens;
     unsigned hash_cost;  // of new passwords
     Logins &logins;
 };

@@ -23,7 +23,7 @@ namespace ravd {
 class Server : private ConnectionHost {
  public:
     // Borrows all. Becomes the model's listener, and one of the accounts'.
-    Server(const Options &options, Model &model, Accounts &accounts);
+    Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens);
     ~Server();
 
     // Opens every socket. Returns false and sets error when one can't be had.

@@ -2,6 +2,7 @@
 // database, durable before anybody has the token.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,15 +12,20 @@ namespace ravd {
 
 class Database;
 
+// How many an account may have.
+constexpr size_t token_limit = 32;
+
 class Tokens {
  public:
+    enum class Outcome { done, too_many, failed };
+
     explicit Tokens(Database &database) : database_(database) {}
 
-    // A new token for an account; nothing when it could not be stored or the account has too many.
-    std::optional<std::string> create(uint32_t account);
-    // Ends all tokens of an account. Returns false when the database failed.
+    // Makes a new token for an account. token is set when done.
+    Outcome create(uint32_t account, std::string &token);
+    // Ends all tokens of an account. Returns false when the database failed; then none has ended.
     bool revoke(uint32_t account);
-    // The account that a token is of; nothing for any other text. Takes the same time whatever differs.
+    // The account that a token is of; nothing for any other text. How long it takes tells nothing of any token.
     std::optional<uint32_t> owner(std::string_view token);
 
  private:

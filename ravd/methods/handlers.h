@@ -30,6 +30,9 @@ Fault run_raw_set_parameter_values(const Call &call, std::string &result);
 Fault run_add_object(const Call &call, std::string &result);
 Fault run_delete_object(const Call &call, std::string &result);
 
+// execute.cpp
+Fault run_execute(const Call &call, std::string &result);
+
 // discover.cpp
 Fault run_discover(const Call &call, std::string &result);
 

@@ -168,6 +168,7 @@ Problem decode_flags(SchemaNode &node, const json_t *attr) {
     node.multi = flag(attr, "multi");
     node.ordered = flag(attr, "ordered");
     node.unique = flag(attr, "unique");
+    node.mandatory = flag(attr, "mandatory");
     node.runtime = flag(attr, "runtime") || (node.parent && node.parent->runtime);
     if (node.ordered && !node.multi) return AttributeProblem{"ordered", "ordered without multi"};
     if (!node.is_parameter()) {

@@ -96,6 +96,7 @@ struct SchemaNode {
     bool ordered = false;       // its instances have an order of their own
     bool fixed = false;         // a parameter that is read-only, an object whose instances can't be added or deleted
     bool unique = false;        // no two instances of a table have the same value, "" apart
+    bool mandatory = false;     // an argument of a method that must be given
     bool runtime = false;       // not part of the configuration
     bool by_name_only = false;  // left out of lists of names and values
     RoleSet readable = 0, writable = 0, visible = 0;
@@ -107,6 +108,7 @@ struct SchemaNode {
     bool can_read(Role role) const { return (readable & role_bit(role)) != 0; }
     // A parameter that the role may set; an object or "#template" whose instances it may add or delete.
     bool can_write(Role role) const;
+    bool can_execute(Role role) const { return is_method() && (writable & role_bit(role)) != 0; }
 
     // The child of that name, null for none. Exact: instance numbers are no names.
     const SchemaNode *find(std::string_view child) const;

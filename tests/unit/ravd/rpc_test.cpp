@@ -13,6 +13,7 @@
 #include "ravd/login.h"
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
+#include "ravd/tokens.h"
 #include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
 
@@ -35,7 +36,7 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model, sessions, *events, limits, workers, *accounts, lowest_hash_cost, logins};
+        Services services = {*model, sessions, *events, limits, workers, *accounts, tokens, lowest_hash_cost, logins};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -47,6 +48,7 @@ class RpcTest : public testing::Test {
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;
     Database database;
+    Tokens tokens{database};
     std::unique_ptr<Accounts> accounts;
     TestMember member{sessions};
     const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};

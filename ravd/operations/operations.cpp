@@ -1,0 +1,25 @@
+// The table of what methods of the data model do.
+#include "ravd/operations/operations.h"
+
+namespace ravd {
+
+namespace {
+
+constexpr OperationRow rows[] = {
+    {"Device.Users.User.{i}.CreateToken", run_create_token, true},
+    {"Device.Users.User.{i}.RevokeTokens", run_revoke_tokens, true},
+};
+
+}  // namespace
+
+std::span<const OperationRow> bound_operations() {
+    return rows;
+}
+
+const OperationRow *find_bound_operation(std::string_view pattern) {
+    for (const OperationRow &row : rows)
+        if (pattern == row.pattern) return &row;
+    return nullptr;
+}
+
+}  // namespace ravd

@@ -1,0 +1,30 @@
+// What the methods of the data model do: one table, by their patterns. To add one: its node in a file of schema/, its
+// function in operations/FAMILY.cpp, that function's line here and its row in operations.cpp.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "ravd/methods.h"
+#include "ravd/model/operation.h"
+
+namespace ravd {
+
+// Runs a method with checked arguments, for a caller who may execute it. Adds to outputs, or returns a fault. Or
+// defers: it takes what it needs of the operation and later gives operation_result() to what call.defer() returned.
+using RunOperation = Fault (*)(const Call &call, const Operation &operation, NamedValues &outputs);
+
+struct OperationRow {
+    const char *pattern;  // "Device.Users.User.{i}.CreateToken"
+    RunOperation run;
+    bool changes;  // something that lasts, which the audit tells
+};
+
+std::span<const OperationRow> bound_operations();
+const OperationRow *find_bound_operation(std::string_view pattern);  // null for none
+
+// tokens.cpp
+Fault run_create_token(const Call &call, const Operation &operation, NamedValues &outputs);
+Fault run_revoke_tokens(const Call &call, const Operation &operation, NamedValues &outputs);
+
+}  // namespace ravd
