@@ -88,7 +88,7 @@ void Logins::refuse(Member &caller, std::string_view user, const char *reason) {
 
 void Logins::log_in(Member &caller, std::string_view user, std::string_view password, std::shared_ptr<Deferred> reply) {
     const Peer &peer = caller.peer();
-    if (peer.transport == Transport::tcp && !peer.secured && !rules_.plain_passwords) {
+    if (!takes_secrets(peer)) {
         refuse(caller, user, "a password over TCP without TLS");
         return reply->answer(denied);
     }
@@ -192,6 +192,10 @@ Fault Logins::log_in_local_user(Member &caller, std::string_view user, std::stri
     }
     result += user_result(name);
     return {};
+}
+
+bool Logins::takes_secrets(const Peer &peer) const {
+    return peer.transport == Transport::local || peer.secured || rules_.plain_passwords;
 }
 
 void Logins::refuse_token(Member &caller, std::string_view token) {

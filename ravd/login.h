@@ -54,6 +54,8 @@ class Logins {
     // penalty, since it guesses nothing, and forgives none.
     Fault log_in_local_user(Member &caller, std::string_view user, std::string &result);
 
+    // Whether a peer may show what lets in: not over TCP without TLS, unless that is allowed.
+    bool takes_secrets(const Peer &peer) const;
     // A token of the caller was refused: makes the session a guest's, counts the refusal and logs it.
     void refuse_token(Member &caller, std::string_view token);
 

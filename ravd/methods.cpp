@@ -80,6 +80,9 @@ constexpr Parameter login_parameters[] = {
     {"User", text, true, "Name of a user of the device."},
     {"Password", text, false, "Its password. Absent: the caller is the local user of that name."},
 };
+constexpr Parameter token_parameters[] = {
+    {"Token", text, true, "A user's token; \"\" makes the session a guest's."},
+};
 constexpr Parameter group_parameters[] = {
     {"Group", group, true, "Number of the event group."},
 };
@@ -148,6 +151,8 @@ constexpr Method table[] = {
     {"Hello", run_hello, hello_parameters, nothing, "Binds the connection to its client's session."},
     {"Login", run_login, login_parameters, login_result, "Logs the session in; a refused one makes it a guest's."},
     {"Logout", run_logout, {}, nothing, "Makes the session a guest's."},
+    {"SetAuth", run_set_auth, token_parameters, nothing,
+     "Logs the session in by a token; a refused one makes it a guest's."},
     {"JoinGroup", run_join_group, group_parameters, nothing, "Lets the session have the events of a group."},
     {"LeaveGroup", run_leave_group, group_parameters, nothing, "Ends the events of a group."},
     {"Event", run_event, event_parameters, nothing, "Sends an event to the other sessions of a group."},

@@ -119,6 +119,7 @@ void Sessions::close(Member &member) {
 void Sessions::log_in(Session &session, std::string user, Role role, std::string account) {
     session.viewer = {role, std::move(user)};
     session.account = std::move(account);
+    session.by_token = false;
     tell(session);
 }
 
@@ -138,6 +139,11 @@ void Sessions::follow(const AccountChange &change) {
             session->viewer.role = change.role;
         }
     }
+}
+
+void Sessions::end_tokens(std::string_view account) {
+    for (Session *session : all_)
+        if (session->by_token && session->account == account) log_out(*session);
 }
 
 void Sessions::end(Session *session) {

@@ -58,6 +58,7 @@ struct Session {
     std::string key;  // peer and secret; empty for a session that no second connection can enter
     Viewer viewer;
     std::string account;      // the user of the device whose changes it follows; empty: nobody's
+    bool by_token = false;    // it lets in no longer than its user's tokens do
     Member *members[2] = {};  // filled from the front
 
     struct Membership {
@@ -103,6 +104,8 @@ class Sessions {
     void log_out(Session &session);
     // Makes the sessions of an account do as it did: what has ended logs them out, another role is theirs at once.
     void follow(const AccountChange &change);
+    // Logs out those whom a token of that account has let in.
+    void end_tokens(std::string_view account);
 
     // Returns false when the session has joined too many groups. Joining twice and leaving what was never joined
     // change nothing.

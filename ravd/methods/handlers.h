@@ -11,6 +11,7 @@ namespace ravd {
 // session.cpp
 Fault run_login(const Call &call, std::string &result);
 Fault run_logout(const Call &call, std::string &result);
+Fault run_set_auth(const Call &call, std::string &result);
 Fault run_hello(const Call &call, std::string &result);
 Fault run_join_group(const Call &call, std::string &result);
 Fault run_leave_group(const Call &call, std::string &result);

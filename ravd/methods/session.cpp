@@ -1,11 +1,13 @@
 // Methods about the session itself: its binding, its identity, its event groups, and events from clients.
 #include "ravd/session.h"
 
+#include "ravd/accounts.h"
 #include "ravd/events.h"
 #include "ravd/json_text.h"
 #include "ravd/log.h"
 #include "ravd/login.h"
 #include "ravd/methods/handlers.h"
+#include "ravd/tokens.h"
 
 namespace ravd {
 
@@ -26,6 +28,26 @@ Fault run_login(const Call &call, std::string &result) {
 
 Fault run_logout(const Call &call, std::string &result) {
     call.services.sessions.log_out(call.caller.session());
+    result += "{}";
+    return {};
+}
+
+Fault run_set_auth(const Call &call, std::string &result) {
+    Services &services = call.services;
+    const std::string_view token = call.text("Token");
+    if (!token.empty()) {
+        std::optional<Account> account;
+        if (services.logins.takes_secrets(call.caller.peer()))
+            if (const auto owner = services.tokens.owner(token)) account = services.accounts.find(*owner);
+        if (!account || !account->enabled || account->name.empty()) {
+            services.logins.refuse_token(call.caller, token);
+            return {9001, {}, {}};
+        }
+        services.sessions.log_in(call.caller.session(), account->name, account->role, account->name);
+        call.caller.session().by_token = true;
+    } else {
+        services.sessions.log_out(call.caller.session());
+    }
     result += "{}";
     return {};
 }

@@ -37,6 +37,7 @@ Fault run_revoke_tokens(const Call &call, const Operation &operation, NamedValue
     const auto account = call.services.accounts.find(operation.instance);
     if (!account || !may_manage(call, *account)) return {9001, {}, {}};
     if (!call.services.tokens.revoke(account->number)) return {9002, "the tokens could not be revoked", {}};
+    call.services.sessions.end_tokens(account->name);
     return {};
 }
 
