@@ -31,10 +31,13 @@ rv::Input rv::input_wait(int64_t deadline, bool wants_redraw) {
     }
 }
 
-// A terminal that was hung up gives an error or no bytes: both are the end of input.
+// A terminal that was hung up gives an error or no bytes: both are the end of input. Whoever has waited already does
+// not wait again.
 int rv_rl_getch(void) {
     for (;;) {
-        if (rv::input_wait(RV_NO_DEADLINE, false) != rv::Input::ready) return -1;
+        pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+        const bool is_there = poll(&input, 1, 0) > 0;
+        if (!is_there && rv::input_wait(RV_NO_DEADLINE, false) != rv::Input::ready) return -1;
         unsigned char byte;
         const ssize_t got = read(STDIN_FILENO, &byte, 1);
         if (got == 1) return byte;
