@@ -27,12 +27,9 @@ void append_escaped(std::string &line, const char *text) {
     }
 }
 
-__attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char *format, va_list arguments) {
-    if (level > log_limit) return;
+void put_line(int priority, const char *text) {
     const int saved = errno;
-    char text[2048];
-    vsnprintf(text, sizeof text, format, arguments);
-    std::string line = "<" + std::to_string(static_cast<int>(level)) + ">";
+    std::string line = "<" + std::to_string(priority) + ">";
     append_escaped(line, text);
     line += '\n';
     // A log that cannot be written has nowhere to be reported.
@@ -40,10 +37,24 @@ __attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char
     errno = saved;
 }
 
+__attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char *format, va_list arguments) {
+    if (level > log_limit) return;
+    const int saved = errno;
+    char text[2048];
+    vsnprintf(text, sizeof text, format, arguments);
+    errno = saved;
+    put_line(static_cast<int>(level), text);
+}
+
 }  // namespace
 
 void log_set_level(LogLevel level) {
     log_limit = level;
+}
+
+void log_audit(const std::string &text) {
+    constexpr int notice = 5;
+    put_line(notice, text.c_str());
 }
 
 void log_error(const char *format, ...) {

@@ -1,12 +1,17 @@
 // The daemon's log: one line a message on standard error, with the "<N>" priority prefix that journald reads.
 #pragma once
 
+#include <string>
+
 namespace ravd {
 
 enum class LogLevel { error = 3, warning = 4, info = 6, debug = 7 };
 
 // Messages above this level are left out. LogLevel::info at first.
 void log_set_level(LogLevel level);
+
+// Writes a line of what was done, as a notice; no level leaves it out, and nothing is cut. Escaped as below.
+void log_audit(const std::string &text);
 
 // Write one line. Whatever is not printable ASCII goes out as "\xNN", so that a name from outside can neither forge
 // a line nor drive a terminal. A line is cut at 2048 bytes. Keeps errno.

@@ -16,6 +16,7 @@
 namespace ravd {
 
 class Accounts;
+class Audit;
 class Events;
 class Logins;
 class Member;
@@ -34,6 +35,7 @@ struct Services {
     Workers &workers;
     Accounts &accounts;
     Tokens &tokens;
+    Audit &audit;
     unsigned hash_cost;  // of new passwords
     Logins &logins;
 };

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "ravd/admission.h"
+#include "ravd/audit.h"
 #include "ravd/connection.h"
 #include "ravd/events.h"
 #include "ravd/listener.h"
@@ -22,7 +23,7 @@ namespace ravd {
 
 class Server : private ConnectionHost {
  public:
-    // Borrows all. Becomes the model's listener, and one of the accounts'.
+    // Borrows all. Becomes the model's listener and recorder, and one of the accounts'.
     Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens);
     ~Server();
 
@@ -57,6 +58,7 @@ class Server : private ConnectionHost {
     Events events_;
     std::unique_ptr<Workers> workers_;
     std::unique_ptr<Logins> logins_;
+    Audit audit_;
     Services services_;
     std::vector<std::unique_ptr<Listener>> listeners_;
     std::vector<std::unique_ptr<Connection>> connections_;

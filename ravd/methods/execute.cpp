@@ -1,4 +1,5 @@
 // Execute: a method of the data model.
+#include "ravd/audit.h"
 #include "ravd/methods/handlers.h"
 #include "ravd/operations/operations.h"
 
@@ -11,8 +12,10 @@ Fault run_execute(const Call &call, std::string &result) {
     const OperationRow *row = find_bound_operation(operation.pattern);
     if (!row) return {9000, {}, {}};
     if (Fault fault = read_arguments(model, call.viewer(), call.find("ParameterList"), operation)) return fault;
+    const Audit::Acting acting(call.services.audit, call.caller, "Execute");
     NamedValues outputs;
     if (Fault fault = row->run(call, operation, outputs)) return fault;
+    if (row->changes) call.services.audit.executed(operation);
     result += operation_result(*operation.method, outputs);
     return {};
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "ravd/audit.h"
 #include "ravd/methods/handlers.h"
 #include "ravd/model/value.h"
 #include "ravd/model/write.h"
@@ -12,6 +13,10 @@
 namespace ravd {
 
 namespace {
+
+const char *method_name(bool raw) {
+    return raw ? "RawSetParameterValues" : "SetParameterValues";
+}
 
 // A request that waits for the hashes of its passwords.
 struct Hashing {
@@ -33,6 +38,7 @@ struct Hashing {
     // Everything is checked again: the model may be another one by now, and so may the caller.
     void finish() {
         if (!reply->is_wanted()) return;
+        const Audit::Acting acting(services.audit, caller, method_name(raw));
         const bool failed = std::ranges::any_of(hashes.made, [](const auto &each) { return each.second.empty(); });
         std::string result;
         Fault fault = failed ? Fault{9002, "the password can't be hashed", {}}
@@ -43,6 +49,7 @@ struct Hashing {
 };
 
 Fault set_pairs(const Call &call, bool raw, std::string &result) {
+    const Audit::Acting acting(call.services.audit, call.caller, method_name(raw));
     Hashes hashes;
     const json_t *pairs = call.find("ParameterList");
     Fault fault = set_values(call.services.model, call.viewer(), pairs, raw, result, &hashes);
@@ -68,10 +75,12 @@ Fault run_raw_set_parameter_values(const Call &call, std::string &result) {
 }
 
 Fault run_add_object(const Call &call, std::string &result) {
+    const Audit::Acting acting(call.services.audit, call.caller, "AddObject");
     return add_object(call.services.model, call.viewer(), call.text("ObjectName"), result);
 }
 
 Fault run_delete_object(const Call &call, std::string &result) {
+    const Audit::Acting acting(call.services.audit, call.caller, "DeleteObject");
     return delete_object(call.services.model, call.viewer(), call.text("ObjectName"), result);
 }
 

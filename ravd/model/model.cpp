@@ -25,6 +25,16 @@ void Model::set_keeper(ModelKeeper *keeper) {
     parts_->keeper = keeper;
 }
 
+void Model::set_recorder(ChangeRecorder *recorder) {
+    parts_->recorder = recorder;
+}
+
+std::string recorded_value(const SchemaNode &parameter, const Value &value) {
+    std::string text;
+    append_value(text, parameter.type == RV_TR_SECRET ? Value(std::string("***")) : value);
+    return text;
+}
+
 bool Model::Parts::keep(std::vector<ModelKeeper::Change> changes) {
     keeping_ = false;
     if (keeper == nullptr) return true;

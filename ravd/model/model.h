@@ -9,6 +9,7 @@
 
 namespace ravd {
 
+class ChangeRecorder;
 class ModelKeeper;
 
 // Told of changes, in their order, after they were made. The model keeps no clients: events.h does.
@@ -37,6 +38,7 @@ class Model {
     void set_listener(ModelListener *listener);
     // The same.
     void set_keeper(ModelKeeper *keeper);
+    void set_recorder(ChangeRecorder *recorder);
 
     // Counts for the report of --check.
     size_t object_count() const;

@@ -7,6 +7,7 @@
 #include "ravd/model/keeper.h"
 #include "ravd/model/live_binding.h"
 #include "ravd/model/model.h"
+#include "ravd/model/recorder.h"
 #include "ravd/model/schema.h"
 #include "ravd/model/store.h"
 
@@ -18,11 +19,16 @@ struct Model::Parts {
     std::unique_ptr<Record> root;
     ModelListener *listener = nullptr;
     ModelKeeper *keeper = nullptr;
+    ChangeRecorder *recorder = nullptr;
 
     // Asks the keeper about changes to come, where it keeps any. False: they must not be made.
     bool keep(std::vector<ModelKeeper::Change> changes);
     // Tells the keeper that they were made.
     void kept();
+    // Tells the recorder, where there is one.
+    void record(const RecordedChange &change) const {
+        if (recorder) recorder->changed(change);
+    }
 
  private:
     bool keeping_ = false;

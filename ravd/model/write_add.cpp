@@ -21,6 +21,7 @@ Fault add_object(Model &model, const Viewer &viewer, std::string_view name, std:
     const Record *added = table.add();
     reading.parts.kept();
     if (!added) return failure(name, 9004);
+    reading.parts.record({RecordedChange::Kind::add, path_of_next, {}, {}});
     if (reading.parts.listener) reading.parts.listener->instance_added(places.front().name, added->number());
     result += "{\"InstanceNumber\":";
     append_json_integer(result, added->number());

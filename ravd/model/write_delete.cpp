@@ -143,6 +143,7 @@ bool Deletion::carry_out() {
     for (auto each = doomed_.rbegin(); each != doomed_.rend(); ++each) {
         const std::string prefix = each->path.substr(0, each->path.rfind('.', each->path.size() - 2) + 1);
         each->table->erase(each->number);
+        reading_.parts.record({RecordedChange::Kind::remove, each->path, {}, {}});
         if (reading_.parts.listener) reading_.parts.listener->instance_deleted(prefix, each->number);
     }
     reading_.parts.kept();
@@ -162,8 +163,10 @@ void Deletion::clear(Reference &reference) {
     Value left = without_references(*node, text, *reference.targets);
     std::string told;
     append_value(told, node->type == RV_TR_SECRET ? Value(std::string()) : left);
+    const std::string before = recorded_value(*node, record->value(*node));
     record->set(*node, std::move(left));
     record->keep(*node);
+    reading_.parts.record({RecordedChange::Kind::set, name, before, recorded_value(*node, record->value(*node))});
     if (reading_.parts.listener) reading_.parts.listener->value_changed(name, told);
 }
 

@@ -48,6 +48,8 @@ class ValueWriting {
     void refuse_taken(const Table &table, const SchemaNode &parameter, const Value &value,
                       const std::vector<size_t> &changes);
     const Value &planned(const Record &record, const SchemaNode &parameter) const;
+    static bool is_provided(const Place &place);
+    Value present(const Place &place) const;
     bool is_change(const Change &change) const;
     void move(const Change &change);
     void set(Change &change);
@@ -123,6 +125,20 @@ bool ValueWriting::is_change(const Change &change) const {
         return !live || *live != change.value;
     }
     return record->value(*node) != change.value;
+}
+
+// The value is what a provider says, not what a user has set.
+bool ValueWriting::is_provided(const Place &place) {
+    const SchemaNode &node = *place.node;
+    if (node.source == Source::live) return !place.record->is_set(node);
+    return place.record->is_live() && !place.record->is_kept(node);
+}
+
+Value ValueWriting::present(const Place &place) const {
+    const SchemaNode &node = *place.node;
+    if (node.source != Source::live || place.record->is_set(node)) return place.record->value(node);
+    const auto live = node.live->read(reading_.viewer);
+    return live && !std::holds_alternative<std::monostate>(*live) ? *live : node.default_value;
 }
 
 // Counted as the request leaves it: others may give a value up in it, or take one twice.
@@ -209,6 +225,7 @@ void ValueWriting::move(const Change &change) {
     const uint32_t from = record->index();
     if (from == to) return;
     table->move(*record, to);
+    reading_.parts.record({RecordedChange::Kind::move, name, std::to_string(from), std::to_string(to)});
     ModelListener *listener = reading_.parts.listener;
     if (!listener) return;
     listener->value_changed(name, std::to_string(to));
@@ -227,9 +244,12 @@ void ValueWriting::set(Change &change) {
     std::string text;
     if (changed) append_value(text, node->type == RV_TR_SECRET ? Value(std::string()) : change.value);
     // What a provider says gives way to what a user has set, even to the same value.
-    if (changed || node->source == Source::live || record->is_live()) {
+    const bool provided = is_provided(change.place);
+    if (changed || provided) {
+        const std::string before = recorded_value(*node, present(change.place));
         record->set(*node, std::move(change.value));
         record->keep(*node);
+        reading_.parts.record({RecordedChange::Kind::set, name, before, recorded_value(*node, record->value(*node))});
     }
     if (changed && reading_.parts.listener) reading_.parts.listener->value_changed(name, text);
 }

@@ -17,7 +17,7 @@ using RunOperation = Fault (*)(const Call &call, const Operation &operation, Nam
 struct OperationRow {
     const char *pattern;  // "Device.Users.User.{i}.CreateToken"
     RunOperation run;
-    bool changes;  // something that lasts, which the audit tells
+    bool changes;  // something that lasts: the audit tells its success. One that defers does so by itself
 };
 
 std::span<const OperationRow> bound_operations();

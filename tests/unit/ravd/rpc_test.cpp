@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include "ravd/accounts.h"
+#include "ravd/audit.h"
 #include "ravd/events.h"
 #include "ravd/login.h"
 #include "ravd/password.h"
@@ -36,7 +37,8 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model, sessions, *events, limits, workers, *accounts, tokens, lowest_hash_cost, logins};
+        Services services = {*model,    sessions, *events, limits,           workers,
+                             *accounts, tokens,   audit,   lowest_hash_cost, logins};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -49,6 +51,7 @@ class RpcTest : public testing::Test {
     std::unique_ptr<Events> events;
     Database database;
     Tokens tokens{database};
+    Audit audit;
     std::unique_ptr<Accounts> accounts;
     TestMember member{sessions};
     const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};
