@@ -27,7 +27,7 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
         ->type_name("FOLDER")
         ->capture_default_str();
     app.add_option("--state", options.state, "Folder of the saved state")->type_name("FOLDER")->capture_default_str();
-    app.add_flag("--allow-plain-login", options.allow_plain_login, "Take passwords over TCP without TLS");
+    app.add_flag("--allow-plain-login", options.allow_plain_login, "Take passwords and tokens over TCP without TLS");
     app.add_flag("--check", options.check, "Load the schema, report what it holds, and exit");
     app.add_option("--set-password", options.set_password,
                    "Read a new password of that user from standard input, and exit; no daemon may run on the state")
