@@ -12,14 +12,6 @@ namespace {
 
 enum { BY_NAME_TIMEOUT_MS = 1000, BY_METHOD_TIMEOUT_MS = 5000 };
 
-// The attributes that the daemon has for name: a new reference, or null.
-json_t *fetch_attributes(const char *name) {
-    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[s]", name), 0);
-    send_request(msg, BY_NAME_TIMEOUT_MS);
-    const json_t *list = json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList");
-    return json_incref(json_object_get(json_array_get(list, 0), "Attributes"));
-}
-
 // What the cache knows, where the daemon gave nothing: a new reference, or null.
 json_t *denied_attributes(const json_t *node) {
     json_t *attributes = json_deep_copy(rv_tr_dm_node_attr_get(node));
@@ -43,9 +35,10 @@ int attr_one(const char *command, const char *path) {
     const bool as_typed = path && !target.node;
     if (!as_typed && target.node == node_cache_root) return show_root();
     const TargetName name = target_object_name(&target);
-    json_auto_t *attributes = fetch_attributes(as_typed                       ? path
-                                               : target_is_parameter(&target) ? target.path
-                                                                              : name.text);
+    json_auto_t *attributes = fetch_node_attributes(as_typed                       ? path
+                                                    : target_is_parameter(&target) ? target.path
+                                                                                   : name.text,
+                                                    BY_NAME_TIMEOUT_MS);
     if (!attributes) attributes = denied_attributes(target.node);
     print_attr_sheet(as_typed ? path : target.path, target.node, attributes);
     return 0;

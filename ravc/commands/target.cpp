@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include "ravc/cache/node_cache.h"
+#include "ravc/daemon/request.h"
 #include "rv/tr.h"
 
 void target_release(cdpath *target) {
@@ -30,4 +31,11 @@ TargetName target_object_name(const cdpath *target) {
     TargetName name;
     snprintf(name.text, sizeof name.text, "%s%s", target->path, rv_tr_path_is_partial(target->path) ? "" : ".");
     return name;
+}
+
+json_t *fetch_node_attributes(const char *name, int timeout_ms) {
+    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[s]", name), 0);
+    send_request(msg, timeout_ms);
+    const json_t *list = json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList");
+    return json_incref(json_object_get(json_array_get(list, 0), "Attributes"));
 }

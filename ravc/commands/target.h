@@ -23,3 +23,7 @@ struct TargetName {
 };
 // The resolved text with "." appended; "." alone at the root.
 TargetName target_object_name(const cdpath *target);
+
+// The attributes that the daemon has for the node of that name now: a new reference, or null. timeout_ms: milliseconds,
+// -1 = no limit. May not return: Ctrl-C can abandon the caller while this waits.
+json_t *fetch_node_attributes(const char *name, int timeout_ms);

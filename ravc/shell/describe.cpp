@@ -23,18 +23,11 @@ char *describe_command(const char *name) {
     return strdup((std::string(row->usage) + "\n" + row->help).c_str());
 }
 
-// The attributes of one node as the daemon gives them now: a new reference, or null.
-json_t *fetch_attributes(const char *name) {
-    message_auto_t *msg = rv_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[s]", name), 0);
-    send_request(msg, REST_TIMEOUT_MS);
-    const json_t *list = json_object_get(rv_jrpcmsg_get_result_json(msg), "ParameterList");
-    return json_incref(json_object_get(json_array_get(list, 0), "Attributes"));
-}
-
 // "<name>  <type>  <access>", and the description below.
 char *describe_node(const cdpath *target) {
     const TargetName object = target_object_name(target);
-    json_auto_t *attributes = fetch_attributes(target_is_parameter(target) ? target->path : object.text);
+    json_auto_t *attributes =
+        fetch_node_attributes(target_is_parameter(target) ? target->path : object.text, REST_TIMEOUT_MS);
     if (!json_is_object(attributes)) return nullptr;
     std::string text = std::string(target->path) + "  " + text_of(attributes, "type");
     if (const std::string access = text_of(attributes, "access"); !access.empty()) text += "  " + access;

@@ -117,3 +117,12 @@ def certificate(tmp_path_factory):
                     "-days", "2", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1",
                     "-out", paths[0], "-keyout", paths[1]], check=True, capture_output=True)
     return paths
+
+
+@pytest.fixture
+def home(tmp_path, monkeypatch):
+    """An empty home, so that no start-up script of the user runs."""
+    folder = tmp_path / "home"
+    folder.mkdir()
+    monkeypatch.setenv("HOME", str(folder))
+    return folder

@@ -14,14 +14,7 @@ from daemon import RAVC, wait_for
 
 VERSION = "Device.DeviceInfo.SoftwareVersion"
 
-
-@pytest.fixture(autouse=True)
-def home(tmp_path, monkeypatch):
-    """An empty home, so that no start-up script of the user runs."""
-    folder = tmp_path / "home"
-    folder.mkdir()
-    monkeypatch.setenv("HOME", str(folder))
-    return folder
+pytestmark = pytest.mark.usefixtures("home")
 
 
 def run(*arguments, program=RAVC, **settings):

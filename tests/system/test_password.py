@@ -17,14 +17,7 @@ from memory import is_in_memory
 CANARY = "kanarienvogel"
 PROMPT = "[ravc] password for joe: "
 
-
-@pytest.fixture(autouse=True)
-def home(tmp_path, monkeypatch):
-    """An empty home, so that no start-up script of the user runs."""
-    folder = tmp_path / "home"
-    folder.mkdir()
-    monkeypatch.setenv("HOME", str(folder))
-    return folder
+pytestmark = pytest.mark.usefixtures("home")
 
 
 # --- the prompt

@@ -6,10 +6,10 @@ RAV_SEED repeats a run; RAV_STEPS makes it longer or shorter.
 import os
 import random
 import re
-import subprocess
 
 import pytest
-from daemon import BUILD, SOURCE
+from daemon import SOURCE
+from driver import Shell
 
 STEPS = int(os.environ.get("RAV_STEPS", "10000"))
 SEED = int(os.environ.get("RAV_SEED", str(random.SystemRandom().randrange(1 << 32))))
@@ -52,29 +52,6 @@ class Node:
             yield prefix + name, value
         for number, node in sorted(self.table.items()):
             yield from node.rows(f"{prefix}{CHILD[self.kind]}.{number}.")
-
-
-class Shell:
-    """A driver process: run() gives (result, text) of one line."""
-
-    def __init__(self, socket):
-        self.process = subprocess.Popen([BUILD / "tests" / "shell_driver", socket], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, text=True)
-
-    def run(self, line):
-        self.process.stdin.write(line + "\n")
-        self.process.stdin.flush()
-        text = []
-        for answer in self.process.stdout:
-            if answer.startswith("== "):
-                return int(answer[3:]), "".join(text)
-            text.append(answer)
-        raise AssertionError(f"the shell died of {line!r}")
-
-    def close(self):
-        self.process.stdin.close()
-        assert self.process.wait(60) == 0
-        self.process.stdout.close()
 
 
 class Play:
