@@ -141,7 +141,9 @@ bool Accounts::make_first(std::string &error) {
         return false;
     }
     read_rows(1);
-    log_warning("first start: the user admin has the password %s", password.c_str());
+    std::string line = "first start: the user admin has the password " + password;
+    log_audit(line);  // at every log level: it is told this once
+    wipe(line);
     wipe(password);
     return true;
 }

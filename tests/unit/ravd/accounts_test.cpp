@@ -89,7 +89,7 @@ class AccountsTest : public testing::Test {
 };
 
 TEST_F(AccountsTest, TheFirstStartMakesAnAdminAndTellsThePasswordOnce) {
-    const std::string start = "<4>first start: the user admin has the password ";
+    const std::string start = "<5>first start: the user admin has the password ";
     ASSERT_TRUE(log.starts_with(start)) << log;
     const std::string password = log.substr(start.size(), log.find('\n') - start.size());
     EXPECT_EQ(password.size(), 20U);
