@@ -33,8 +33,8 @@ std::string read_line() {
 
 std::string ask(const std::string &prompt) {
     if (!isatty(STDIN_FILENO)) return read_line();
+    rv_rl_echo_off(STDIN_FILENO);  // before anybody is asked: what was typed ahead is thrown away here
     fputs(prompt.c_str(), stderr);
-    rv_rl_echo_off(STDIN_FILENO);
     std::string line = read_line();
     rv_rl_echo_on(STDIN_FILENO);
     fputc('\n', stderr);

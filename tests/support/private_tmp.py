@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import pathlib
+import shutil
 import subprocess
 
 # Makes each folder to keep visible below the new /tmp, puts that in place, and becomes the command.
@@ -38,6 +39,14 @@ class PrivateTmp:
         self.history = folder / ".ravc.hist"
 
 
+def remove(path):
+    """Whatever a test has left there."""
+    if path.is_dir() and not path.is_symlink():
+        shutil.rmtree(path)
+    else:
+        path.unlink(missing_ok=True)
+
+
 @contextlib.contextmanager
 def private_tmp(folder, *keep):
     """A PrivateTmp in folder, in which the folders to keep have the names they have outside. Where mounting is not
@@ -50,13 +59,12 @@ def private_tmp(folder, *keep):
     with open("/tmp/.ravc.test.lock", "w", encoding="ascii") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         real = PrivateTmp(pathlib.Path("/tmp"), [])
-        aside = real.history.with_name(f".ravc.hist.{os.getpid()}")
+        aside = real.history.with_name(f".ravc.test.aside.{os.getpid()}")
         with contextlib.suppress(FileNotFoundError):
             real.history.rename(aside)
         try:
             yield real
         finally:
-            with contextlib.suppress(FileNotFoundError):
-                real.history.unlink()
+            remove(real.history)
             with contextlib.suppress(FileNotFoundError):
                 aside.rename(real.history)
