@@ -3,6 +3,7 @@
 import os
 import pathlib
 import resource
+import socket
 import subprocess
 import time
 
@@ -23,6 +24,12 @@ def wait_for(condition, what):
             return value
         time.sleep(0.005)
     raise AssertionError(f"waited in vain for {what}")
+
+
+def accepts(path):
+    """Whether somebody takes connections there; the file alone is there a moment earlier."""
+    with socket.socket(socket.AF_UNIX) as client:
+        return client.connect_ex(str(path)) == 0
 
 
 class Daemon:

@@ -7,7 +7,7 @@ import re
 import subprocess
 
 import pytest
-from daemon import RAVD, SOURCE, wait_for
+from daemon import RAVD, SOURCE, accepts, wait_for
 from users import add_user, current_user, delete_user, log_in, set_user
 
 CANARY = "kanarienvogel"
@@ -27,7 +27,7 @@ def test_the_first_password_lets_in_and_is_told_once(start_ravd, tmp_path, level
     daemon = start_ravd("--log-level", "info", state=tmp_path / "state") if level == "info" else None
     if daemon is None:  # at this level nothing says "ready"
         daemon = start_ravd("--log-level", level, state=tmp_path / "state", ready=False)
-        wait_for(daemon.socket.exists, "the socket")
+        wait_for(lambda: accepts(daemon.socket), "the socket")
     password = first_password(daemon)
     client = daemon.connect()
     assert log_in(client, "admin", password) == 0

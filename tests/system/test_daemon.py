@@ -9,7 +9,7 @@ import subprocess
 
 import pytest
 
-from daemon import RAVD, SOURCE, wait_for
+from daemon import RAVD, SOURCE, accepts, wait_for
 from rpc import Closed, Rpc
 from test_load import served
 
@@ -164,7 +164,7 @@ def test_closed_standard_descriptors_are_not_given_to_sockets(tmp_path, closed):
     shell = f'exec "$0" "$@" {closed}'
     with subprocess.Popen(["/bin/sh", "-c", shell, RAVD, *places], stderr=subprocess.DEVNULL) as process:
         try:
-            wait_for(lambda: (tmp_path / "s").exists(), "the socket")
+            wait_for(lambda: accepts(tmp_path / "s"), "the socket")
             with Rpc.unix(tmp_path / "s") as client:
                 assert client.ping()
             folder = f"/proc/{process.pid}/fd"
@@ -178,7 +178,7 @@ def test_closed_standard_descriptors_are_not_given_to_sockets(tmp_path, closed):
 
 def test_log_level(start_ravd):
     daemon = start_ravd("--log-level", "error", ready=False)
-    wait_for(daemon.socket.exists, "the socket")
+    wait_for(lambda: accepts(daemon.socket), "the socket")
     wait_for(lambda: served(daemon.connect()), "an answer")
     assert [line for line in daemon.log().splitlines() if not line.startswith("<5>first start")] == []
 
