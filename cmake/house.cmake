@@ -36,6 +36,23 @@ else()
   target_link_libraries(rav_readline INTERFACE PkgConfig::READLINE)
 endif()
 
+# MD5.
+add_library(rav_md INTERFACE)
+if(RAV_LINK_IN)
+  target_link_libraries(rav_md INTERFACE -l:libmd.a)
+else()
+  target_link_libraries(rav_md INTERFACE PkgConfig::MD)
+endif()
+
+# Lua 5.3 as C++: its errors unwind our frames, so what is built against it needs exceptions.
+add_library(rav_lua INTERFACE)
+if(RAV_LINK_IN)
+  target_include_directories(rav_lua INTERFACE ${LUA_INCLUDE_DIRS})
+  target_link_libraries(rav_lua INTERFACE -l:liblua5.3-c++.a)
+else()
+  target_link_libraries(rav_lua INTERFACE PkgConfig::LUA)
+endif()
+
 # Links the C++ library into a program where that is asked for.
 function(rav_link_in target)
   if(RAV_LINK_IN)

@@ -13,6 +13,8 @@
 #include "ravd/limits.h"
 #include "ravd/model/fault.h"
 
+struct event_base;
+
 namespace ravd {
 
 class Accounts;
@@ -28,6 +30,7 @@ struct Viewer;
 
 // What a method may use.
 struct Services {
+    event_base *base;  // of the loop
     Model &model;
     Sessions &sessions;
     Events &events;

@@ -64,8 +64,8 @@ Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens 
       events_(sessions_, model, [this] { wake(); }),
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
-      services_{model,    sessions_, events_, options.limits,    *workers_,
-                accounts, tokens,    audit_,  options.hash_cost, *logins_} {
+      services_{base_,    model,  sessions_, events_,           options.limits, *workers_,
+                accounts, tokens, audit_,    options.hash_cost, *logins_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(

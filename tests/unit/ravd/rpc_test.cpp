@@ -37,8 +37,8 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {*model,    sessions, *events, limits,           workers,
-                             *accounts, tokens,   audit,   lowest_hash_cost, logins};
+        Services services = {base.get(), *model, sessions, *events,          limits, workers,
+                             *accounts,  tokens, audit,    lowest_hash_cost, logins};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
