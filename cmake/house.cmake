@@ -53,9 +53,9 @@ else()
   target_link_libraries(rav_lua INTERFACE PkgConfig::LUA)
 endif()
 
-# Links the C++ library into a program where that is asked for.
+# Links the C++ library into a program where that is asked for, without what the program never reaches.
 function(rav_link_in target)
   if(RAV_LINK_IN)
-    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -Wl,--as-needed)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -Wl,--as-needed -Wl,--gc-sections)
   endif()
 endfunction()

@@ -1,5 +1,9 @@
 // ravc: start, run the chosen mode, tear down.
+#include <exception>
+
 #include <jansson.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/auxv.h>
 #include <sys/resource.h>
@@ -11,6 +15,12 @@
 #include "ravc/main/modes.h"
 #include "ravc/main/options.h"
 #include "ravc/main/startup.h"
+
+// In the place of the C++ library's own handler, which brings a demangler of 50 KB with it to name the exception.
+void __gnu_cxx::__verbose_terminate_handler() {
+    fputs("ravc: fatal error, most likely out of memory.\n", stderr);
+    abort();
+}
 
 // jansson would open /dev/urandom for the seed of its hashes; the kernel has left random bytes with the program.
 static void seed_hashes() {

@@ -16,7 +16,6 @@ void shell_history_open() {
     rv_rl_set_autocomplete_cb(complete_line);
     rv_rl_set_hint_cb(hint_line);
     rv_rl_set_describe_cb(describe_line);
-    rv_rl_set_describe_cb(describe_line);
     rv_history_load(history_path);
 }
 
@@ -24,7 +23,6 @@ void shell_history_close() {
     rv_rl_case_insensitive(1);
     rv_rl_set_autocomplete_cb(nullptr);
     rv_rl_set_hint_cb(nullptr);
-    rv_rl_set_describe_cb(nullptr);
     rv_rl_set_describe_cb(nullptr);
     rv_history_dump(history_path, -1);
     rv_history_clear();
