@@ -11,6 +11,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 
 from accepting import Accepting  # noqa: E402
 from daemon import BUILD, RAVC, Daemon  # noqa: E402
+from editor import DRIVER, Editor  # noqa: E402
 from middleman import Middleman  # noqa: E402
 from private_tmp import private_tmp  # noqa: E402
 from screen import Screen  # noqa: E402
@@ -35,6 +36,19 @@ def start_ravd(tmp_path):
 def ravd(start_ravd):
     """A daemon with the tree's own schema."""
     return start_ravd()
+
+
+@pytest.fixture
+def daemon(start_ravd):
+    """A daemon that is reached over TCP, too, and takes passwords there."""
+    return start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
+
+
+@pytest.fixture
+def admin(daemon):
+    """A connection to the daemon of the fixture daemon with the rights of an admin."""
+    with daemon.connect() as client:
+        yield client
 
 
 @pytest.fixture
@@ -126,3 +140,32 @@ def home(tmp_path, monkeypatch):
     folder.mkdir()
     monkeypatch.setenv("HOME", str(folder))
     return folder
+
+
+@pytest.fixture
+def start_editor():
+    """Opens line editors at a screen: start_editor(*arguments, columns=…, rows=…, command=…, **environment)."""
+    started = []
+
+    def make(*arguments, columns=80, rows=24, command=DRIVER, **environment):
+        editor = Editor([command, *map(str, arguments)], columns, rows, environment)
+        started.append(editor)
+        return editor
+
+    yield make
+    for editor in started:
+        editor.close()
+
+
+@pytest.fixture
+def editor(start_editor):
+    """An editor at its first prompt."""
+    return start_editor().shows("")
+
+
+@pytest.fixture
+def events(tmp_path):
+    """A FIFO: what is written to it, an editor prints as an event."""
+    path = tmp_path / "events"
+    os.mkfifo(path)
+    return path

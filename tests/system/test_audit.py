@@ -11,17 +11,6 @@ TIME = "Device.Time."
 
 
 @pytest.fixture
-def daemon(start_ravd):
-    return start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
-
-
-@pytest.fixture
-def admin(daemon):
-    with daemon.connect() as client:
-        yield client
-
-
-@pytest.fixture
 def new_lines(daemon):
     """Gives the audit lines since it was called last. A reply comes after the lines of its request."""
     seen = 0

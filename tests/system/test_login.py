@@ -40,12 +40,6 @@ def daemon(start):
 
 
 @pytest.fixture
-def admin(daemon):
-    with daemon.connect() as client:
-        yield client
-
-
-@pytest.fixture
 def secure(start, certificate):
     """A daemon with TLS on TCP, and how to connect to it: (daemon, connect)."""
     chain, key = certificate

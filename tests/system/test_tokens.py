@@ -5,17 +5,6 @@ from users import USERS, add_user, code_of, current_user, delete_user, log_in, r
 
 
 @pytest.fixture
-def daemon(start_ravd):
-    return start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
-
-
-@pytest.fixture
-def admin(daemon):
-    with daemon.connect() as client:
-        yield client
-
-
-@pytest.fixture
 def joe(admin):
     """The user joe's instance number."""
     return add_user(admin, "joe")

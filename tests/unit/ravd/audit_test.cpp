@@ -11,14 +11,13 @@ namespace {
 
 class AuditTest : public WriteTest {
  protected:
-    AuditTest() { model->set_recorder(&audit); }
-    ~AuditTest() override { model->set_recorder(nullptr); }
-
-    // The lines that an operation leaves in the log, without what all have.
+    // The lines that an operation leaves in the log, without what all have. Nothing else is recorded.
     template <typename Run>
-    static std::string log_of(Run run) {
+    std::string log_of(Run run) {
         testing::internal::CaptureStderr();
+        model->set_recorder(&audit);
         run();
+        model->set_recorder(nullptr);
         std::string log = testing::internal::GetCapturedStderr(), lines;
         constexpr std::string_view own = "<5>audit: user=- role=- peer=- method=- ";
         for (size_t end; (end = log.find('\n')) != log.npos; log.erase(0, end + 1)) {
