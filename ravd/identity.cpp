@@ -22,6 +22,7 @@ bool identify_local(int fd, Peer &peer) {
     socklen_t size = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return false;
     peer.uid = credentials.uid;
+    peer.pid = credentials.pid;
     return true;
 }
 

@@ -10,7 +10,7 @@
 
 namespace ravd {
 
-// Fills uid from the socket's peer. Returns false when the system does not tell it.
+// Fills uid and pid from the socket's peer. Returns false when the system does not tell it.
 bool identify_local(int fd, Peer &peer);
 
 // Root and the daemon's own user may do everything.

@@ -42,6 +42,14 @@ struct ClientLimits {
     uint64_t login_waiting = 32;            // attempts of one peer that wait for its pause to end
     uint64_t login_peers = 4096;            // peers that are remembered
 
+    // Programs that requests start, see ravd/handlers/programs.h.
+    uint64_t programs = 8;                // at once
+    uint64_t programs_waiting = 64;       // for one of them to end
+    uint64_t program_ms = 30000;          // until one is killed
+    uint64_t program_output = 64 * kib;   // bytes of its answer
+    uint64_t program_memory = 512 * mib;  // address space of each of its processes
+    uint64_t program_processes = 64;      // of the user that they have of their own
+
     uint64_t turn_requests = 32;      // requests of one connection before the others have their turn
     uint64_t turn_ms = 5;             // the same in time
     uint64_t unsent_high = mib;       // bytes of untaken replies that stop the reading of requests ...

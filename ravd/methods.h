@@ -23,6 +23,7 @@ class Events;
 class Logins;
 class Member;
 class Model;
+class Programs;
 class Sessions;
 class Tokens;
 class Workers;
@@ -41,6 +42,7 @@ struct Services {
     Audit &audit;
     unsigned hash_cost;  // of new passwords
     Logins &logins;
+    Programs &programs;
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

@@ -27,6 +27,11 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
         ->type_name("FOLDER")
         ->capture_default_str();
     app.add_option("--state", options.state, "Folder of the saved state")->type_name("FOLDER")->capture_default_str();
+    auto *handlers = app.add_option("--handlers", options.handlers, "Folder of the programs that the schema may name");
+    handlers->type_name("FOLDER");
+    app.add_option("--handler-user", options.handler_user, "User that these programs run as, ravd's own unless given")
+        ->type_name("USER")
+        ->needs(handlers);
     app.add_flag("--allow-plain-login", options.allow_plain_login, "Take passwords and tokens over TCP without TLS");
     app.add_flag("--check", options.check, "Load the schema, report what it holds, and exit");
     app.add_option("--set-password", options.set_password,

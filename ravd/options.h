@@ -20,6 +20,8 @@ struct Options {
     std::string tls_certificate, tls_key;
     std::string schema = installed_schema;
     std::string state = "/var/lib/ravd";
+    std::string handlers;            // the folder of programs that the schema may name; empty: none
+    std::string handler_user;        // whom they run as; empty: as ravd does
     bool allow_plain_login = false;  // take passwords over TCP without TLS
     bool check = false;
     std::string set_password;  // the user whose password is to be set; empty: none

@@ -14,6 +14,7 @@ struct Peer {
     Transport transport = Transport::local;
     bool secured = false;                  // by TLS
     uid_t uid = static_cast<uid_t>(-1);    // local: the peer's user when it connected; else -1
+    pid_t pid = -1;                        // local: its process then, which may have ended since; gives no right
     std::array<uint8_t, 16> address = {};  // TCP: what counts as one address, see address_key()
 };
 

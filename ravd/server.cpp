@@ -46,6 +46,11 @@ LoginRules login_rules(const Options &options, const Accounts &accounts) {
             options.allow_plain_login};
 }
 
+ProgramLimits program_limits(const ClientLimits &limits) {
+    return {limits.programs,       limits.programs_waiting, limits.program_ms,
+            limits.program_output, limits.program_memory,   limits.program_processes};
+}
+
 LocalUser find_local_user(const Accounts &accounts, uid_t uid) {
     LocalUser user = {name_of_local_user(uid), Role::guest};
     if (user.name.empty()) return user;
@@ -64,8 +69,9 @@ Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens 
       events_(sessions_, model, [this] { wake(); }),
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
+      programs_(std::make_unique<Programs>(base_, program_limits(options.limits))),
       services_{base_,    model,  sessions_, events_,           options.limits, *workers_,
-                accounts, tokens, audit_,    options.hash_cost, *logins_} {
+                accounts, tokens, audit_,    options.hash_cost, *logins_,       *programs_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
@@ -95,6 +101,7 @@ Server::~Server() {
     }
     for (event *each : signals_) event_free(each);
     event_free(turn_);
+    programs_.reset();
     workers_.reset();
     logins_.reset();
     event_base_free(base_);
@@ -108,6 +115,7 @@ bool Server::open(std::string &error) {
     if (!options_.listen.empty() && !tls_ && options_.allow_plain_login) {
         log_warning("passwords are taken over TCP without TLS: whoever is on the way can read them");
     }
+    if (!options_.handlers.empty() && !programs_->open(options_.handlers, options_.handler_user, error)) return false;
     for (const std::string &destination : options_.listen) {
         if (!open_tcp(destination, error)) return false;
     }

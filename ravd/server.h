@@ -12,6 +12,7 @@
 #include "ravd/audit.h"
 #include "ravd/connection.h"
 #include "ravd/events.h"
+#include "ravd/handlers/programs.h"
 #include "ravd/listener.h"
 #include "ravd/login.h"
 #include "ravd/options.h"
@@ -59,6 +60,7 @@ class Server : private ConnectionHost {
     std::unique_ptr<Workers> workers_;
     std::unique_ptr<Logins> logins_;
     Audit audit_;
+    std::unique_ptr<Programs> programs_;
     Services services_;
     std::vector<std::unique_ptr<Listener>> listeners_;
     std::vector<std::unique_ptr<Connection>> connections_;

@@ -11,6 +11,7 @@
 #include "ravd/accounts.h"
 #include "ravd/audit.h"
 #include "ravd/events.h"
+#include "ravd/handlers/programs.h"
 #include "ravd/login.h"
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
@@ -38,7 +39,7 @@ class RpcTest : public testing::Test {
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
         Services services = {base.get(), *model, sessions, *events,          limits, workers,
-                             *accounts,  tokens, audit,    lowest_hash_cost, logins};
+                             *accounts,  tokens, audit,    lowest_hash_cost, logins, programs};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -58,6 +59,7 @@ class RpcTest : public testing::Test {
     Workers workers{base.get(), 1, 1};
     ClientLimits limits;
     Logins logins{base.get(), {}, sessions, workers, limits};
+    Programs programs{base.get(), {}};
     int steps = 0;
 };
 
