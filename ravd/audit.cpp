@@ -14,10 +14,14 @@ namespace {
 constexpr size_t shown_bytes = 1024;
 constexpr const char *role_names[] = {"admin", "user", "guest"};  // by Role
 
-std::string line(std::string_view actor, std::string_view what, std::string_view path) {
+std::string line(std::string_view actor, std::string_view what) {
     std::string text = "audit: ";
     text.append(actor.empty() ? "user=- role=- peer=- method=-" : actor);
-    return text.append(" ").append(what).append(" path=").append(path);
+    return text.append(" ").append(what);
+}
+
+std::string line(std::string_view actor, std::string_view what, std::string_view path) {
+    return line(actor, what).append(" path=").append(path);
 }
 
 }  // namespace
@@ -49,6 +53,12 @@ void Audit::changed(const RecordedChange &change) {
 
 void Audit::executed(const Operation &operation) {
     log_audit(line(actor_, "execute", operation.name) + " arguments=" + audit_value(arguments_for_log(operation)));
+}
+
+void Audit::acted(const char *what, const json_t *arguments) {
+    std::string text = "{}";
+    if (arguments != nullptr) append_json(text = {}, arguments);
+    log_audit(line(actor_, what).append(" arguments=").append(audit_value(text)));
 }
 
 std::string audit_value(std::string_view json) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include <jansson.h>
+
 #include "ravd/model/recorder.h"
 
 namespace ravd {
@@ -30,6 +32,8 @@ class Audit : public ChangeRecorder {
     void changed(const RecordedChange &change) override;
     // A method of the model has been run that changes something.
     void executed(const Operation &operation);
+    // The device as a whole is acted upon. arguments: borrowed; null for none.
+    void acted(const char *what, const json_t *arguments);
 
  private:
     std::string actor_;  // user="ann" role=admin peer="uid 0" method=AddObject

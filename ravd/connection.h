@@ -51,6 +51,8 @@ class Connection : public Member {
     void session_changed() override;
     void resume() override;
     bool is_closed() const { return state_ == State::closed; }
+    // Replies wait for the client to take them.
+    bool has_unsent() const { return stream_ != nullptr && !is_closed() && unsent() > 0; }
 
     // For the host: where it keeps this connection, whether it is on the list for the next round, and whether it counts
     // as a guest of the network.

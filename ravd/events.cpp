@@ -76,6 +76,21 @@ void Events::publish(uint32_t group, std::string_view params, const Session *fro
     }
 }
 
+void Events::announce(uint32_t group, std::string params, std::chrono::milliseconds time) {
+    publish(group, params);
+    announcements_[group] = {std::move(params), std::chrono::steady_clock::now() + time};
+}
+
+void Events::joined(const Session &session, uint32_t group) {
+    const auto found = announcements_.find(group);
+    if (found == announcements_.end()) return;
+    if (std::chrono::steady_clock::now() >= found->second.end) {
+        announcements_.erase(found);
+    } else {
+        Sessions::receiver(session, group).deliver(event_line(group, found->second.params));
+    }
+}
+
 void Events::keep(uint32_t group, const std::string &path, std::string params) {
     changes_.push_back({group, path, std::move(params)});
     if (changes_.size() == 1) wake_();

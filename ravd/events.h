@@ -1,11 +1,13 @@
 // Events: who gets which, and the bounded queue in front of each connection.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "ravd/model/model.h"
@@ -15,6 +17,8 @@ namespace ravd {
 
 // Groups below this belong to the daemon: only admins may send to them.
 constexpr uint32_t first_client_group = 16;
+// What happens to the device as a whole, {"Event": name, ...}.
+constexpr uint32_t system_group = 2;
 
 // Events waiting for one connection: a bounded queue that loses its oldest.
 class EventQueue {
@@ -42,6 +46,12 @@ class Events : public ModelListener {
     // where path is not empty only for those that may read it. params: JSON text, empty for none.
     void publish(uint32_t group, std::string_view params, const Session *from = nullptr, std::string_view path = {});
 
+    // Publishes an event, also to every session that joins the group within that time. One for each group: another
+    // takes its place.
+    void announce(uint32_t group, std::string params, std::chrono::milliseconds time);
+    // A session has joined the group: it gets what was announced lately.
+    void joined(const Session &session, uint32_t group);
+
     // The model tells of changes in the middle of its work, when it can't be asked who may read what: they are kept.
     void value_changed(const std::string &path, const std::string &value) override;
     void instance_added(const std::string &path, uint32_t number) override;
@@ -58,9 +68,15 @@ class Events : public ModelListener {
     void keep(uint32_t group, const std::string &path, std::string params);
     void keep_instance(std::string_view action, const std::string &path, uint32_t number);
 
+    struct Announcement {
+        std::string params;
+        std::chrono::steady_clock::time_point end;
+    };
+
     Sessions &sessions_;
     Model &model_;
     std::function<void()> wake_;
+    std::unordered_map<uint32_t, Announcement> announcements_;
     std::vector<Change> changes_;
 };
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -148,12 +149,18 @@ Listener::Listener(event_base *base, int fd, Transport transport, Accepted accep
 Listener::~Listener() {
     event_free(ready_);
     event_free(resume_);
-    close(fd_);
+    if (fd_ >= 0) close(fd_);
     if (spare_ >= 0) close(spare_);
 }
 
+int Listener::release() {
+    event_del(ready_);
+    event_del(resume_);
+    return std::exchange(fd_, -1);
+}
+
 void Listener::accept_some() {
-    for (int n = 0; n < accepts_a_turn && accept_one(); ++n) {
+    for (int n = 0; n < accepts_a_turn && fd_ >= 0 && accept_one(); ++n) {
     }
 }
 

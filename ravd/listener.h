@@ -39,6 +39,9 @@ class Listener {
     Listener(const Listener &) = delete;
     Listener &operator=(const Listener &) = delete;
 
+    // Accepts no more, and gives the socket away; who connects from here on waits in its queue.
+    int release();
+
  private:
     void accept_some();
     bool accept_one();

@@ -128,6 +128,11 @@ constexpr Parameter execute_parameters[] = {
     {"ParameterList", pairs, false, "Its arguments, named as below #input; null: not given."},
 };
 
+constexpr Parameter reboot_parameters[] = {
+    {"Force", flag, false, "Also while firmware is being written, which is given up."},
+    {"DeviceMode", text, false, "The device's mode from then on, a value of Device.DeviceInfo.DeviceMode."},
+};
+
 constexpr char nothing[] = R"("type":"object")";
 constexpr char login_result[] = R"("type":"object","properties":{"User":{"type":"string"}})";
 constexpr char names_result[] =
@@ -170,6 +175,7 @@ constexpr Method table[] = {
     {"DeleteObject", run_delete_object, delete_parameters, status_result, "Deletes an instance."},
     {"Execute", run_execute, execute_parameters, values_result,
      "Executes a method of the data model; gives its outputs, named as below #output."},
+    {"Reboot", run_reboot, reboot_parameters, nothing, "Restarts the device; the reply comes before it goes down."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},
 };
 

@@ -24,6 +24,7 @@ class Logins;
 class Member;
 class Model;
 class Programs;
+class Restart;
 class Sessions;
 class Tokens;
 class Workers;
@@ -43,6 +44,7 @@ struct Services {
     unsigned hash_cost;  // of new passwords
     Logins &logins;
     Programs &programs;
+    Restart &restart;  // of the daemon
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

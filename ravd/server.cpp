@@ -3,6 +3,7 @@
 // no client waits for another's whole queue, and an event leaves after the reply that it follows from.
 #include "ravd/server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -18,8 +19,10 @@ namespace ravd {
 
 namespace {
 
+constexpr int end_signals[] = {SIGTERM, SIGINT};
 constexpr size_t worker_threads = 2;
 constexpr size_t worker_queue = 1000;
+constexpr std::chrono::seconds boot_is_news(60);  // clients come back at their own pace
 
 event_base *new_base() {
     event_set_log_callback([](int severity, const char *text) {
@@ -35,6 +38,15 @@ event_base *new_base() {
         abort();
     }
     return base;
+}
+
+// They are kept from the end of one server to the beginning of the next one, across the exec: none kills the process
+// while nobody handles it.
+void mask_end_signals(int how) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : end_signals) sigaddset(&set, number);
+    sigprocmask(how, &set, nullptr);
 }
 
 LoginRules login_rules(const Options &options, const Accounts &accounts) {
@@ -58,6 +70,11 @@ LocalUser find_local_user(const Accounts &accounts, uid_t uid) {
     return user;
 }
 
+bool is_same_file(const std::string &path, const struct stat &known) {
+    struct stat file = {};
+    return lstat(path.c_str(), &file) == 0 && file.st_ino == known.st_ino && file.st_dev == known.st_dev;
+}
+
 }  // namespace
 
 Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens)
@@ -70,19 +87,20 @@ Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens 
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
       programs_(std::make_unique<Programs>(base_, program_limits(options.limits))),
-      services_{base_,    model,  sessions_, events_,           options.limits, *workers_,
-                accounts, tokens, audit_,    options.hash_cost, *logins_,       *programs_} {
+      restart_(std::make_unique<Restart>(base_, [this] { return all_sent(); })),
+      services_{base_,  model,  sessions_,         events_,  options.limits, *workers_, accounts,
+                tokens, audit_, options.hash_cost, *logins_, *programs_,     *restart_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
         base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
-    const int numbers[] = {SIGTERM, SIGINT};
-    for (size_t n = 0; n < std::size(numbers); ++n) {
+    for (size_t n = 0; n < std::size(end_signals); ++n) {
         signals_[n] = evsignal_new(
-            base_, numbers[n],
-            [](evutil_socket_t, short, void *base) { event_base_loopbreak(static_cast<event_base *>(base)); }, base_);
+            base_, end_signals[n], [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->stop(); },
+            this);
         event_add(signals_[n], nullptr);
     }
+    mask_end_signals(SIG_UNBLOCK);
     signal(SIGPIPE, SIG_IGN);
     model_.set_listener(&events_);
     model_.set_recorder(&audit_);
@@ -94,20 +112,17 @@ Server::~Server() {
     listeners_.clear();
     connections_.clear();
     retired_.clear();
-    struct stat file = {};
-    if (socket_file_.st_ino != 0 && lstat(options_.socket.c_str(), &file) == 0 && file.st_ino == socket_file_.st_ino &&
-        file.st_dev == socket_file_.st_dev) {
-        unlink(options_.socket.c_str());
-    }
+    if (socket_file_.st_ino != 0 && is_same_file(options_.socket, socket_file_)) unlink(options_.socket.c_str());
     for (event *each : signals_) event_free(each);
     event_free(turn_);
     programs_.reset();
     workers_.reset();
     logins_.reset();
+    restart_.reset();
     event_base_free(base_);
 }
 
-bool Server::open(std::string &error) {
+bool Server::open(Handover &kept, std::string &error) {
     if (!options_.tls_certificate.empty()) {
         tls_ = load_tls(options_.tls_certificate, options_.tls_key, error);
         if (!tls_) return false;
@@ -116,47 +131,80 @@ bool Server::open(std::string &error) {
         log_warning("passwords are taken over TCP without TLS: whoever is on the way can read them");
     }
     if (!options_.handlers.empty() && !programs_->open(options_.handlers, options_.handler_user, error)) return false;
-    for (const std::string &destination : options_.listen) {
-        if (!open_tcp(destination, error)) return false;
+    for (size_t index = 0; index < options_.listen.size(); ++index) {
+        if (!open_tcp(index, kept, error)) return false;
     }
-    return open_local(error);
+    return open_local(std::exchange(kept.local, -1), error);
 }
 
-bool Server::open_local(std::string &error) {
-    const int fd = open_local_socket(options_.socket, error);
+bool Server::open_local(int kept, std::string &error) {
+    const int fd = kept >= 0 ? kept : open_local_socket(options_.socket, error);
     if (fd < 0) return false;
     lstat(options_.socket.c_str(), &socket_file_);
-    listen_on(fd, Transport::local);
+    listen_on(fd, Transport::local, 0);
     log_info("listening on %s", options_.socket.c_str());
     return true;
 }
 
-bool Server::open_tcp(const std::string &destination, std::string &error) {
+bool Server::open_tcp(size_t index, Handover &kept, std::string &error) {
+    const std::string &destination = options_.listen[index];
     rv::Destination where;
     if (rv::parse_destination(destination, rv::PortZero::taken, &where) != 0 || where.kind != RV_SOCKET_TCP) {
         error = destination + ": not tcp://HOST:PORT";
         return false;
     }
-    const std::vector<int> sockets = open_tcp_sockets(where.host, where.port, error);
+    std::vector<int> sockets;
+    for (auto &[kept_index, fd] : kept.tcp)
+        if (kept_index == index) sockets.push_back(std::exchange(fd, -1));
+    std::erase_if(kept.tcp, [](const auto &each) { return each.second < 0; });
+    if (sockets.empty()) sockets = open_tcp_sockets(where.host, where.port, error);
     for (const int fd : sockets) {
         sockaddr_storage address = {};
         socklen_t size = sizeof address;
         getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
         log_info("listening on %s%s", tcp_name(address).c_str(), tls_ ? " with TLS" : "");
-        listen_on(fd, Transport::tcp);
+        listen_on(fd, Transport::tcp, index);
     }
     return !sockets.empty();
 }
 
-void Server::listen_on(int fd, Transport transport) {
-    listeners_.push_back(
-        std::make_unique<Listener>(base_, fd, transport, [this](int each, const Peer &peer) { accept(each, peer); }));
+void Server::listen_on(int fd, Transport transport, size_t index) {
+    const auto accepted = [this](int each, const Peer &peer) { accept(each, peer); };
+    listeners_.push_back({std::make_unique<Listener>(base_, fd, transport, accepted), transport, index});
 }
 
-void Server::run() {
+bool Server::run() {
+    events_.announce(system_group, R"({"Event":"Boot"})", boot_is_news);
     log_info("ready");
     event_base_dispatch(base_);
+    if (!stopped_ && restart_->is_requested()) {
+        mask_end_signals(SIG_BLOCK);
+        return true;
+    }
     log_info("ending");
+    return false;
+}
+
+void Server::stop() {
+    stopped_ = true;
+    event_base_loopbreak(base_);
+}
+
+void Server::release(Handover &kept) {
+    for (const Listening &each : listeners_) {
+        const int fd = each.listener->release();
+        if (each.transport == Transport::tcp) {
+            kept.tcp.emplace_back(each.index, fd);
+        } else {
+            kept.local = fd;
+        }
+    }
+    listeners_.clear();
+    socket_file_ = {};
+}
+
+bool Server::all_sent() const {
+    return std::ranges::none_of(connections_, [](const auto &each) { return each->has_unsent(); });
 }
 
 void Server::accept(int fd, const Peer &peer) {

@@ -13,9 +13,11 @@
 #include "ravd/connection.h"
 #include "ravd/events.h"
 #include "ravd/handlers/programs.h"
+#include "ravd/handover.h"
 #include "ravd/listener.h"
 #include "ravd/login.h"
 #include "ravd/options.h"
+#include "ravd/restart.h"
 #include "ravd/session.h"
 #include "ravd/tls.h"
 #include "ravd/workers.h"
@@ -28,10 +30,14 @@ class Server : private ConnectionHost {
     Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens);
     ~Server();
 
-    // Opens every socket. Returns false and sets error when one can't be had.
-    bool open(std::string &error);
-    // Serves until SIGTERM or SIGINT.
-    void run();
+    // Opens every socket, but for those that the daemon has left that ran before: they are taken out of kept. Returns
+    // false and sets error when one can't be had.
+    bool open(Handover &kept, std::string &error);
+    // Serves until SIGTERM or SIGINT, or until a restart was asked for: then it returns true, with these signals
+    // blocked until the next server handles them.
+    bool run();
+    // Gives the listening sockets away; nothing is accepted any more.
+    void release(Handover &kept);
 
  private:
     event_base *base() override { return base_; }
@@ -41,9 +47,11 @@ class Server : private ConnectionHost {
     void recount(Connection &connection) override;
     void retire(Connection &connection) override;
 
-    bool open_local(std::string &error);
-    bool open_tcp(const std::string &destination, std::string &error);
-    void listen_on(int fd, Transport transport);
+    bool open_local(int kept, std::string &error);
+    bool open_tcp(size_t index, Handover &kept, std::string &error);
+    void listen_on(int fd, Transport transport, size_t index);
+    bool all_sent() const;
+    void stop();
     void accept(int fd, const Peer &peer);
     void wake();
     void turn();
@@ -61,12 +69,19 @@ class Server : private ConnectionHost {
     std::unique_ptr<Logins> logins_;
     Audit audit_;
     std::unique_ptr<Programs> programs_;
+    std::unique_ptr<Restart> restart_;
     Services services_;
-    std::vector<std::unique_ptr<Listener>> listeners_;
+    struct Listening {
+        std::unique_ptr<Listener> listener;
+        Transport transport;
+        size_t index;  // of its destination among the options
+    };
+    std::vector<Listening> listeners_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<std::unique_ptr<Connection>> retired_;  // deleted at the next turn, when no callback of theirs runs
     std::vector<Connection *> scheduled_;
     bool refusing_ = false;
+    bool stopped_ = false;          // by a signal, which wins over a restart
     struct stat socket_file_ = {};  // of ours, so that no other's is removed
 };
 

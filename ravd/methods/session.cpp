@@ -55,6 +55,7 @@ Fault run_set_auth(const Call &call, std::string &result) {
 Fault run_join_group(const Call &call, std::string &result) {
     const auto group = static_cast<uint32_t>(call.integer("Group"));
     if (!call.services.sessions.join(call.caller, group)) return {9004, "too many groups", {}};
+    call.services.events.joined(call.caller.session(), group);
     result += "{}";
     return {};
 }

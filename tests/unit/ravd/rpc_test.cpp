@@ -15,6 +15,7 @@
 #include "ravd/login.h"
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
+#include "ravd/restart.h"
 #include "ravd/tokens.h"
 #include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
@@ -38,8 +39,8 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {base.get(), *model, sessions, *events,          limits, workers,
-                             *accounts,  tokens, audit,    lowest_hash_cost, logins, programs};
+        Services services = {base.get(), *model, sessions,         *events, limits,   workers, *accounts,
+                             tokens,     audit,  lowest_hash_cost, logins,  programs, restart};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -60,6 +61,7 @@ class RpcTest : public testing::Test {
     ClientLimits limits;
     Logins logins{base.get(), {}, sessions, workers, limits};
     Programs programs{base.get(), {}};
+    Restart restart{base.get(), [] { return true; }};
     int steps = 0;
 };
 
