@@ -37,16 +37,22 @@ static void forbid_core_images() {
     setrlimit(RLIMIT_CORE, &limit);
 }
 
+static Options options;
+
+// Whatever ends the program in good order passes through here.
+static void tear_down() {
+    connections_deinit();
+    options_release(&options);
+    identity_release();
+}
+
 int main(int argc, char **argv) {
     rv::fill_standard_descriptors();
     forbid_core_images();
     seed_hashes();
     connections_init();
-    Options options;
-    int result = options_parse(argc, argv, &options);
-    if (result == -1) result = startup(&options) == 0 ? run_mode(&options) : 1;
-    connections_deinit();
-    options_release(&options);
-    identity_release();
-    return result;
+    atexit(tear_down);
+    const int result = options_parse(argc, argv, &options);
+    if (result != -1) return result;
+    return startup(&options) == 0 ? run_mode(&options) : 1;
 }

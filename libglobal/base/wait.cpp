@@ -50,6 +50,11 @@ int rv_wait(pollfd *fds, nfds_t count, int64_t deadline) {
     return ready > 0 && is_blocked && ppoll(nullptr, 0, &none, &mask) < 0 ? -1 : ready;
 }
 
+int rv_interrupt_pending(void) {
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGINT);
+}
+
 int rv_sleep_ms(int ms) {
     const int64_t deadline = rv_deadline(std::max(ms, 0));
     for (;;) {

@@ -126,7 +126,7 @@ void put(const std::string &hint) {
 // A new text or none, for the line as it stands.
 std::string ask_hint() {
     const Screen &s = screen();
-    const rv_rl_hint_cb callback = rv::editor_settings().hint;
+    const rv_rl_hint_cb callback = rv::editor_settings().is_question ? nullptr : rv::editor_settings().hint;
     if (!callback || s.is_plain || s.is_sideways || rl_end == 0 || rl_point != rl_end || is_reading_on()) return "";
     const std::string asked(line());
     rv::draw_before_wait();  // what is typed is seen at once, however long its hint takes

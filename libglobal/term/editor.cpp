@@ -14,6 +14,7 @@
 #include "libglobal/term/keys.h"
 #include "libglobal/term/line_reader.h"
 #include "libglobal/term/modes.h"
+#include "libglobal/term/settings.h"
 #include "libglobal/term/tab.h"
 #include "libglobal/term/text.h"
 #include "rv/rl.h"
@@ -22,6 +23,7 @@
 struct rv_rl_async {
     rv::LineReader reader;  // where nothing is drawn
     rv::Keys keys;
+    bool is_question = false;  // of rv_rl(): an answer is no command
     bool is_active = false;    // readline has this line
     bool is_shown = false;     // and it is on the screen
     bool is_finished = false;  // readline has given it back:
@@ -138,6 +140,7 @@ void rv_rl_async_free(rv_rl_async *e) {
 void rv_rl_async_prepare(rv_rl_async *e, const char *prompt) {
     if (!rv::input_is_drawn()) return;
     rv::engine_start();
+    rv::editor_settings().is_question = e->is_question;
     if (active && active != e) abandon(active);
     hide(e);
     fflush(stdout);
@@ -201,6 +204,7 @@ int rv_rl_ctrl_d_is_pressed(void) {
 // A SIGINT whose handler returns is a key that drops the line.
 char *rv_rl(const char *prompt, int timeout_ms) {
     static rv_rl_async *const e = rv_rl_async_new();
+    e->is_question = true;
     if (e->is_active) abandon(e);
     rv_rl_async_prepare(e, prompt);
     char *line = nullptr;

@@ -10,7 +10,8 @@ struct EditorSettings {
     rv_rl_hint_cb hint = nullptr;
     rv_rl_describe_cb describe = nullptr;
     bool ignore_case = false;
-    bool has_colors = false;  // else the three below are not used
+    bool is_question = false;  // the present line is an answer: the callbacks rest
+    bool has_colors = false;   // else the three below are not used
     rv_hsv prompt = {};
     rv_hsv hint_color = {};
     rv_hsv completion = {};

@@ -82,7 +82,7 @@ void use(const json_t *list, bool is_second) {
 
 void rv::tab_pressed(bool is_second) {
     const rv_rl_complete_cb callback = editor_settings().complete;
-    if (!callback) return;
+    if (!callback || editor_settings().is_question) return;
     const std::string line(rl_line_buffer, static_cast<size_t>(rl_end));
     json_t *candidates = json_array();
     draw_before_wait();

@@ -61,3 +61,16 @@ int process_select(const char *name, json_t *args);
 
 // commands/execute.cpp: 0 when the method gave output.
 int process_execute(const char *name, json_t *args);
+
+// commands/download.cpp: a firmware upgrade that goes as far as being watched ends the process with exit status 0.
+// upgrade puts the file type in front of args.
+int process_download(const char *name, json_t *args);
+int process_upgrade(const char *name, json_t *args);
+
+// commands/device.cpp: reset (null args: without any), save, sh, and debug once it was sent are 0.
+int process_reboot(const char *name, json_t *args);
+int process_reset(const char *name, json_t *args);
+int process_save(const char *name, json_t *args);
+int process_upload(const char *name, json_t *args);
+int process_debug(const char *name, json_t *args);
+int process_sh(const char *name, json_t *args);

@@ -5,6 +5,8 @@
 #include <setjmp.h>
 #include <signal.h>
 
+#include "rv/wait.h"
+
 namespace {
 
 sigjmp_buf command_jump;
@@ -86,6 +88,5 @@ bool run_command(void (*command)(void *), void *context) {
 }
 
 bool interrupt_pending() {
-    sigset_t pending;
-    return blocked && sigpending(&pending) == 0 && sigismember(&pending, SIGINT);
+    return blocked && rv_interrupt_pending();
 }

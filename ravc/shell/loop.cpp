@@ -180,14 +180,23 @@ bool take_turn(Editor *editor) {
     return !set[KEYS].revents || take_key(editor);
 }
 
+bool holds_lines;  // a history, and perhaps a recording, that is to be written
+
+// Also when a command ends the process.
+void write_lines() {
+    if (!holds_lines) return;
+    holds_lines = false;
+    record_finish();
+    shell_history_close();
+}
+
 void leave(rv_rl_async *editor) {
     rv_rl_async_restore(editor);
-    record_finish();
+    write_lines();
     instance_events_clear();
     cdpath_release(&current_path);
     cdpath_release(&previous_path);
     node_cache_release();
-    shell_history_close();
     rv_rl_async_free(editor);
 }
 
@@ -202,6 +211,8 @@ int interactive_loop() {
     }
     interrupt_init();
     shell_history_open();
+    holds_lines = true;
+    atexit(write_lines);
     go_to_root();
     events_init();
     Editor editor = {rv_rl_async_new(), IDLE};

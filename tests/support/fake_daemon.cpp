@@ -154,23 +154,46 @@ void FakeDaemon::listen_unix() {
     must(bind(listener_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0, "bind");
 }
 
+namespace {
+
+// Binds a new TCP socket to address and stores there what it is bound to.
+template <typename Address>
+int bound_socket(Address *address) {
+    const int listener = socket(reinterpret_cast<sockaddr *>(address)->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    must(bind(listener, reinterpret_cast<sockaddr *>(address), sizeof *address) == 0, "bind");
+    socklen_t size = sizeof *address;
+    getsockname(listener, reinterpret_cast<sockaddr *>(address), &size);
+    return listener;
+}
+
+}  // namespace
+
 void FakeDaemon::listen_tcp() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port_);
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    must(bind(listener_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0, "bind");
-    socklen_t size = sizeof address;
-    getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &size);
+    listener_ = bound_socket(&address);
     port_ = ntohs(address.sin_port);
     destination_ = "tcp://127.0.0.1:" + std::to_string(port_);
 }
 
+void FakeDaemon::listen_tcp6() {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    address.sin6_port = htons(port_);
+    listener_ = bound_socket(&address);
+    port_ = ntohs(address.sin6_port);
+    destination_ = "tcp://[::1]:" + std::to_string(port_);
+}
+
 void FakeDaemon::start() {
-    over_ == Over::tcp ? listen_tcp() : listen_unix();
+    if (over_ == Over::unix_socket) listen_unix();
+    if (over_ == Over::tcp) listen_tcp();
+    if (over_ == Over::tcp6) listen_tcp6();
     must(listen(listener_, 16) == 0, "listen");
     acceptor_ = std::thread([this] { accept_all(); });
 }

@@ -96,7 +96,7 @@ Script answer_all(std::map<std::string, std::string> results = {});
 
 class FakeDaemon {
  public:
-    enum class Over { unix_socket, tcp };
+    enum class Over { unix_socket, tcp, tcp6 };
     explicit FakeDaemon(Script script, Over over = Over::unix_socket);
     ~FakeDaemon();
     FakeDaemon(const FakeDaemon &) = delete;
@@ -121,6 +121,7 @@ class FakeDaemon {
     };
     void listen_unix();
     void listen_tcp();
+    void listen_tcp6();
     void accept_all();
     void record(const std::string &line);
 

@@ -188,6 +188,10 @@ def test_a_question_inside_of_a_command(editor):
     editor.answers("ANSWER[yes]")
     editor.send("ask\r")
     editor.shows("", prompt="Sure? ")
+    editor.send("De\t\r")
+    editor.answers("ANSWER[De]")  # an answer is not completed
+    editor.send("ask\r")
+    editor.shows("", prompt="Sure? ")
     editor.send("no")
     editor.shows("no", prompt="Sure? ")
     editor.send("\x03")

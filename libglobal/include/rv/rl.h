@@ -45,6 +45,7 @@ char *rv_rl_async_feed(rv_rl_async *e, int key, int32_t *state);
 int rv_rl_ctrl_d_is_pressed(void);
 
 // Reads a whole line: prepare, feed and restore in one call. timeout_ms: for each wait for a key, -1 = no limit.
+// Nothing is completed or hinted at: what is read is an answer, not a command.
 // Returns a new text, null at the end of input or at the time-out. Where SIGINT has its default action, Ctrl-C
 // restores the terminal and ends the program; a handler that jumps out of here leaves a terminal that the next call
 // puts right.

@@ -1,5 +1,10 @@
-// The socket under a daemon connection, and the numbers of what can go wrong with it.
+// The socket under a daemon connection, the numbers of what can go wrong with it, and server sockets. Nothing here
+// prints.
 #pragma once
+
+#include <stddef.h>
+#include <sys/socket.h>
+#include <sys/types.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,6 +39,29 @@ int rv_socket_type(const rv_socket *s);
 // The text of a socket error, never null; the operating system's own text where the number is one of its own.
 // For RV_SOCKET_ERR_TLS it names the last reason. Borrowed: valid until the next call.
 const char *rv_socket_strerror(int err);
+
+// The address that an open socket has on this side, resp. that its peer has. Return 0, or -1 with *address untouched.
+int rv_socket_get_addr(const rv_socket *s, struct sockaddr_storage *address);
+int rv_socket_get_peer(const rv_socket *s, struct sockaddr_storage *address);
+// The size in bytes that an address of its family has: 16 for IPv4, 28 for IPv6; 0 for every other one.
+socklen_t rv_socket_addrsize(const struct sockaddr_storage *address);
+
+// Server sockets, for a thread of their own: their calls share nothing, and those that wait leave the thread's signals
+// as they are (unlike rv/wait.h). Failures are told by -1 or null, with errno.
+
+// A new TCP socket; family is 4, for IPv4. rv_socket_free() closes and frees it; it takes null.
+rv_socket *rv_socket_new(int family);
+void rv_socket_free(rv_socket *s);
+int rv_socket_bind(rv_socket *s, const struct sockaddr_storage *address, socklen_t size);
+int rv_socket_listen(rv_socket *s, int backlog);
+// Waits until there is something to read (1: to accept), or to write (0), or until the peer has gone: at most
+// timeout_ms milliseconds, -1 = no limit. Returns 1, or 0 when the time was up.
+int rv_socket_wait(const rv_socket *s, int read, int timeout_ms);
+// The next connection, new; null when there is none.
+rv_socket *rv_socket_accept(rv_socket *s);
+// Sends all of data. Returns size, fewer when the connection or reading data failed meanwhile, -1 when nothing was
+// sent. Raises no SIGPIPE. A peer that takes nothing for 60 s counts as gone.
+ssize_t rv_socket_send(rv_socket *s, const void *data, size_t size);
 
 #ifdef __cplusplus
 }

@@ -6,34 +6,15 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
+
+#include "tests/support/typed_input.h"
 
 namespace {
 
 using Password = std::unique_ptr<char, decltype(&password_free)>;
 
-// Standard input is a pipe.
-class PasswordPrompt : public testing::Test {
+class PasswordPrompt : public testing::Test, protected test::TypedInput {
  protected:
-    PasswordPrompt() : saved_(dup(STDIN_FILENO)) {
-        int ends[2];
-        if (pipe(ends) != 0) throw std::runtime_error("pipe");
-        dup2(ends[0], STDIN_FILENO);
-        close(ends[0]);
-        writer_ = ends[1];
-    }
-    ~PasswordPrompt() override {
-        end_of_input();
-        dup2(saved_, STDIN_FILENO);
-        close(saved_);
-    }
-
-    void type(const std::string &text) { ASSERT_EQ(write(writer_, text.data(), text.size()), ssize_t(text.size())); }
-    void end_of_input() {
-        if (writer_ >= 0) close(writer_);
-        writer_ = -1;
-    }
-
     std::string ask() {
         testing::internal::CaptureStdout();
         const Password password(password_prompt("[ravc] password for %s: ", "joe"), password_free);
@@ -42,10 +23,6 @@ class PasswordPrompt : public testing::Test {
     }
 
     std::string printed_;
-
- private:
-    int saved_;
-    int writer_;
 };
 
 TEST_F(PasswordPrompt, ReadsOneLineAndShowsThePromptAlone) {
