@@ -49,7 +49,7 @@ int lua_traceback_handler(lua_State *L) {
     luaL_addstring(&text, "\n\nStack trace:\n");
     lua_Debug frame;
     int level = 0;
-    for (; lua_getstack(L, level, &frame); ++level) {
+    for (; lua_getstack(L, level, &frame); ++level) {  // level 0 is this handler: intended
         lua_getinfo(L, "Snlt", &frame);
         add_level(L, &text, level, frame);
     }
