@@ -13,6 +13,7 @@ namespace ravd {
 namespace {
 
 LogLevel log_limit = LogLevel::info;
+bool tell_all = false;
 
 void append_escaped(std::string &line, const char *text) {
     for (; *text; ++text) {
@@ -38,7 +39,7 @@ void put_line(int priority, const char *text) {
 }
 
 __attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char *format, va_list arguments) {
-    if (level > log_limit) return;
+    if (!log_tells(level)) return;
     const int saved = errno;
     char text[2048];
     vsnprintf(text, sizeof text, format, arguments);
@@ -50,6 +51,14 @@ __attribute__((format(printf, 2, 0))) void write_line(LogLevel level, const char
 
 void log_set_level(LogLevel level) {
     log_limit = level;
+}
+
+void log_tell_all(bool all) {
+    tell_all = all;
+}
+
+bool log_tells(LogLevel level) {
+    return level <= log_limit || tell_all;
 }
 
 void log_audit(const std::string &text) {

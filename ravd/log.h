@@ -9,6 +9,10 @@ enum class LogLevel { error = 3, warning = 4, info = 6, debug = 7 };
 
 // Messages above this level are left out. LogLevel::info at first.
 void log_set_level(LogLevel level);
+// Nothing is left out while all is told.
+void log_tell_all(bool all);
+// Whether messages of a level are written.
+bool log_tells(LogLevel level);
 
 // Writes a line of what was done, as a notice; no level leaves it out, and nothing is cut. Escaped as below.
 void log_audit(const std::string &text);

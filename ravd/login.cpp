@@ -63,6 +63,7 @@ struct Logins::Attempt {
     Peer peer;
     std::string user;  // it may be a token
     std::shared_ptr<PasswordCheck> check;
+    std::function<void()> confirmed;  // set: nobody logs in, this is called instead
 };
 
 Logins::Logins(event_base *base, LoginRules rules, Sessions &sessions, Workers &workers, const ClientLimits &limits)
@@ -86,15 +87,34 @@ void Logins::refuse(Member &caller, std::string_view user, const char *reason) {
     sessions_.log_out(caller.session());
 }
 
-void Logins::log_in(Member &caller, std::string_view user, std::string_view password, std::shared_ptr<Deferred> reply) {
-    const Peer &peer = caller.peer();
-    if (!takes_secrets(peer)) {
-        refuse(caller, user, "a password over TCP without TLS");
-        return reply->answer(denied);
+void Logins::deny(const Attempt &attempt, const char *reason) {
+    if (attempt.confirmed) {
+        log_.tell(attempt.peer, attempt.user.c_str(), reason);
+    } else {
+        refuse(attempt.caller, attempt.user, reason);
     }
+    attempt.reply->answer(denied);
+}
+
+void Logins::log_in(Member &caller, std::string_view user, std::string_view password, std::shared_ptr<Deferred> reply) {
     const auto attempt = std::make_shared<Attempt>(caller, user, std::move(reply));
     attempt->check = std::make_shared<PasswordCheck>(password, rules_.verify);
-    const PeerKey key = key_of(peer);
+    take_up(attempt);
+}
+
+void Logins::confirm(Member &caller, std::string_view password, std::shared_ptr<Deferred> reply,
+                     std::function<void()> then) {
+    const std::string &user = caller.session().account;
+    if (user.empty()) return reply->answer({9001, "only for those who have logged in with a password", {}});
+    const auto attempt = std::make_shared<Attempt>(caller, user, std::move(reply));
+    attempt->check = std::make_shared<PasswordCheck>(password, rules_.verify);
+    attempt->confirmed = std::move(then);
+    take_up(attempt);
+}
+
+void Logins::take_up(const std::shared_ptr<Attempt> &attempt) {
+    if (!takes_secrets(attempt->peer)) return deny(*attempt, "a password over TCP without TLS");
+    const PeerKey key = key_of(attempt->peer);
     if (!waiting_.contains(key) && penalties_.begin(key)) return check(attempt);
     wait(attempt);
 }
@@ -102,10 +122,8 @@ void Logins::log_in(Member &caller, std::string_view user, std::string_view pass
 void Logins::wait(const std::shared_ptr<Attempt> &attempt) {
     const PeerKey key = key_of(attempt->peer);
     const auto found = waiting_.find(key);
-    if ((found == waiting_.end() ? 0 : found->second.size()) >= limits_.login_waiting) {
-        refuse(attempt->caller, attempt->user, "too many attempts wait");
-        return attempt->reply->answer(denied);
-    }
+    if ((found == waiting_.end() ? 0 : found->second.size()) >= limits_.login_waiting)
+        return deny(*attempt, "too many attempts wait");
     waiting_[key].push_back(attempt);
     attempt->reply->on_abandoned([this, key, reply = attempt->reply.get()] { stop_waiting(key, reply); });
     advance();
@@ -151,7 +169,7 @@ void Logins::check(const std::shared_ptr<Attempt> &attempt) {
     penalties_.cancelled(key_of(attempt->peer));
     wake_after(busy_ms);  // others of the peer may have waited for this one's outcome
     if (!attempt->reply->is_wanted()) return;
-    sessions_.log_out(attempt->caller.session());
+    if (!attempt->confirmed) sessions_.log_out(attempt->caller.session());
     attempt->reply->answer({9004, "too many logins at once", {}});
 }
 
@@ -167,12 +185,13 @@ void Logins::decide(const Attempt &attempt) {
     }
     if (!attempt.reply->is_wanted()) {
         if (!good) log_.tell(attempt.peer, account ? attempt.user.c_str() : nullptr, "wrong name or password");
-    } else if (good) {
+    } else if (!good) {
+        deny(attempt, "wrong name or password");
+    } else if (attempt.confirmed) {
+        attempt.confirmed();
+    } else {
         sessions_.log_in(attempt.caller.session(), account->name, account->role, account->name);
         attempt.reply->answer({}, user_result(account->name));
-    } else {
-        refuse(attempt.caller, attempt.user, "wrong name or password");
-        attempt.reply->answer(denied);
     }
     advance();
 }

@@ -50,8 +50,12 @@ class Logins {
     // work waits already), perhaps later. Until then the session has the rights that it had. A change of the account
     // meanwhile counts. The text of the password is copied; the copy is wiped as soon as it was checked.
     void log_in(Member &caller, std::string_view user, std::string_view password, std::shared_ptr<Deferred> reply);
-    // The same without a password, for local users by their own name: appends the result or returns the fault. Costs no
-    // penalty, since it guesses nothing, and forgives none.
+    // Checks the password of the user that the caller has logged in as, at the same cost and under the same penalties,
+    // and calls then; or answers the reply with a fault. The session stays as it is.
+    void confirm(Member &caller, std::string_view password, std::shared_ptr<Deferred> reply,
+                 std::function<void()> then);
+    // The same as log_in() without a password, for local users by their own name: appends the result or returns the
+    // fault. Costs no penalty, since it guesses nothing, and forgives none.
     Fault log_in_local_user(Member &caller, std::string_view user, std::string &result);
 
     // Whether a peer may show what lets in: not over TCP without TLS, unless that is allowed.
@@ -64,6 +68,8 @@ class Logins {
     using Waiting = std::deque<std::shared_ptr<Attempt>>;
 
     void refuse(Member &caller, std::string_view user, const char *reason);
+    void deny(const Attempt &attempt, const char *reason);
+    void take_up(const std::shared_ptr<Attempt> &attempt);
     void wait(const std::shared_ptr<Attempt> &attempt);
     void stop_waiting(const PeerKey &peer, const Deferred *reply);
     void advance();

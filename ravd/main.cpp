@@ -13,6 +13,7 @@
 #include "ravd/json_text.h"
 #include "ravd/log.h"
 #include "ravd/model/model.h"
+#include "ravd/operations/operations.h"
 #include "ravd/options.h"
 #include "ravd/persist/database.h"
 #include "ravd/server.h"
@@ -56,8 +57,9 @@ std::optional<int> run(const ravd::Options &options, ravd::Handover &kept) {
     if (!database.open(options.state, error)) return fail(error);
     ravd::Accounts accounts(*model, database, options.hash_cost);
     if (!accounts.load(error)) return fail(error);
+    ravd::restore_debug_mode(database);
     ravd::Tokens tokens(database);
-    ravd::Server server(options, *model, accounts, tokens);
+    ravd::Server server(options, *model, database, accounts, tokens);
     if (!server.open(kept, error)) return fail(error);
     if (!server.run()) return 0;
     server.release(kept);

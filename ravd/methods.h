@@ -19,6 +19,7 @@ namespace ravd {
 
 class Accounts;
 class Audit;
+class Database;
 class Events;
 class Logins;
 class Member;
@@ -38,6 +39,7 @@ struct Services {
     Events &events;
     const ClientLimits &limits;
     Workers &workers;
+    Database &database;
     Accounts &accounts;
     Tokens &tokens;
     Audit &audit;

@@ -5,7 +5,9 @@
 #include <charconv>
 #include <unordered_set>
 
+#include "ravd/identity.h"
 #include "ravd/json_text.h"
+#include "ravd/log.h"
 #include "ravd/session.h"
 
 namespace ravd {
@@ -66,6 +68,7 @@ Fault call_method(const json_t *request, Services &services, Member &caller, std
     const json_t *params = json_object_get(request, "params");
     if (json_is_array(params)) return {invalid_params, "params: by name only, not by position", {}};
     if (Fault fault = check_parameters(*method, params)) return fault;
+    if (log_tells(LogLevel::debug)) log_debug("%s calls %s", peer_name(caller.peer()).c_str(), method->name);
     return method->run({services, caller, params, &deferred}, result);
 }
 

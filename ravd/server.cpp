@@ -77,7 +77,7 @@ bool is_same_file(const std::string &path, const struct stat &known) {
 
 }  // namespace
 
-Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens)
+Server::Server(const Options &options, Model &model, Database &database, Accounts &accounts, Tokens &tokens)
     : options_(options),
       model_(model),
       base_(new_base()),
@@ -88,8 +88,20 @@ Server::Server(const Options &options, Model &model, Accounts &accounts, Tokens 
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
       programs_(std::make_unique<Programs>(base_, program_limits(options.limits))),
       restart_(std::make_unique<Restart>(base_, [this] { return all_sent(); })),
-      services_{base_,  model,  sessions_,         events_,  options.limits, *workers_, accounts,
-                tokens, audit_, options.hash_cost, *logins_, *programs_,     *restart_} {
+      services_{.base = base_,
+                .model = model,
+                .sessions = sessions_,
+                .events = events_,
+                .limits = options.limits,
+                .workers = *workers_,
+                .database = database,
+                .accounts = accounts,
+                .tokens = tokens,
+                .audit = audit_,
+                .hash_cost = options.hash_cost,
+                .logins = *logins_,
+                .programs = *programs_,
+                .restart = *restart_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(

@@ -27,7 +27,7 @@ namespace ravd {
 class Server : private ConnectionHost {
  public:
     // Borrows all. Becomes the model's listener and recorder, and one of the accounts'.
-    Server(const Options &options, Model &model, Accounts &accounts, Tokens &tokens);
+    Server(const Options &options, Model &model, Database &database, Accounts &accounts, Tokens &tokens);
     ~Server();
 
     // Opens every socket, but for those that the daemon has left that ran before: they are taken out of kept. Returns

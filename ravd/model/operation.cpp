@@ -95,6 +95,40 @@ Fault ArgumentReading::finish() {
     return std::move(fault_);
 }
 
+void append_output(std::string &result, const NamedValues::value_type &output) {
+    append_comma(result);
+    result += "{\"Name\":";
+    append_json_string(result, output.first);
+    result += ",\"Value\":";
+    append_value(result, output.second);
+    result += '}';
+}
+
+// Those of a table: as they come.
+void append_rows(std::string &result, const SchemaNode &table, const std::string &prefix, const NamedValues &outputs) {
+    for (const auto &output : outputs) {
+        Path path;
+        if (!output.first.starts_with(prefix)) continue;
+        const std::string_view name = std::string_view(output.first).substr(prefix.size());
+        if (parse_path_below(table, name, path) && path.node->is_parameter()) append_output(result, output);
+    }
+}
+
+void append_outputs(std::string &result, const SchemaNode &node, const std::string &prefix,
+                    const NamedValues &outputs) {
+    for (const auto &child : node.children) {
+        const std::string name = prefix + child->name;
+        if (child->multi && !child->is_parameter()) {
+            append_rows(result, *child, name + '.', outputs);
+        } else if (!child->is_parameter()) {
+            append_outputs(result, *child, name + '.', outputs);
+        } else if (const auto found = std::ranges::find(outputs, name, &NamedValues::value_type::first);
+                   found != outputs.end()) {
+            append_output(result, *found);
+        }
+    }
+}
+
 void collect(const SchemaNode &node, std::vector<std::string> &patterns) {
     if (node.is_method()) patterns.push_back(pattern_of(node));
     for (const auto &child : node.children) collect(*child, patterns);
@@ -128,16 +162,7 @@ Fault read_arguments(Model &model, const Viewer &viewer, const json_t *list, Ope
 
 std::string operation_result(const SchemaNode &method, const NamedValues &outputs) {
     std::string result = "{\"ParameterList\":[";
-    each_member(*method.find("#output"), "", [&](const std::string &name, const SchemaNode &) {
-        const auto found = std::ranges::find(outputs, name, &NamedValues::value_type::first);
-        if (found == outputs.end()) return;
-        append_comma(result);
-        result += "{\"Name\":";
-        append_json_string(result, name);
-        result += ",\"Value\":";
-        append_value(result, found->second);
-        result += '}';
-    });
+    append_outputs(result, *method.find("#output"), "", outputs);
     return result += "]}";
 }
 

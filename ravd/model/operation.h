@@ -49,7 +49,8 @@ Fault find_operation(Model &model, const Viewer &viewer, std::string_view path, 
 // then those that are mandatory and were not given.
 Fault read_arguments(Model &model, const Viewer &viewer, const json_t *list, Operation &operation);
 
-// {"ParameterList": [{"Name", "Value"}]} of those outputs that the schema has, in its order.
+// {"ParameterList": [{"Name", "Value"}]} of those outputs that the schema has, in its order; those of a table
+// ("Hops.2.Address") in their own.
 std::string operation_result(const SchemaNode &method, const NamedValues &outputs);
 
 // What the arguments were, as {"Host":"192.0.2.7"}, for the log; secrets as "***".

@@ -6,6 +6,10 @@ namespace ravd {
 namespace {
 
 constexpr OperationRow rows[] = {
+    {"Device.DNS.Diagnostics.NSLookup", run_ns_lookup, false},
+    {"Device.IP.Diagnostics.IPPing", run_ip_ping, false},
+    {"Device.IP.Diagnostics.TraceRoute", run_trace_route, false},
+    {"Device.System.Debug", run_debug, true},
     {"Device.Users.User.{i}.CreateToken", run_create_token, true},
     {"Device.Users.User.{i}.RevokeTokens", run_revoke_tokens, true},
 };

@@ -10,6 +10,8 @@
 
 namespace ravd {
 
+class Database;
+
 // Runs a method with checked arguments, for a caller who may execute it. Adds to outputs, or returns a fault. Or
 // defers: it takes what it needs of the operation and later gives operation_result() to what call.defer() returned.
 using RunOperation = Fault (*)(const Call &call, const Operation &operation, NamedValues &outputs);
@@ -22,6 +24,17 @@ struct OperationRow {
 
 std::span<const OperationRow> bound_operations();
 const OperationRow *find_bound_operation(std::string_view pattern);  // null for none
+
+// echo.cpp
+Fault run_ip_ping(const Call &call, const Operation &operation, NamedValues &outputs);
+Fault run_trace_route(const Call &call, const Operation &operation, NamedValues &outputs);
+
+// ns_lookup.cpp
+Fault run_ns_lookup(const Call &call, const Operation &operation, NamedValues &outputs);
+
+// debug.cpp
+void restore_debug_mode(Database &database);  // to what is kept for the daemon's start
+Fault run_debug(const Call &call, const Operation &operation, NamedValues &outputs);
 
 // tokens.cpp
 Fault run_create_token(const Call &call, const Operation &operation, NamedValues &outputs);

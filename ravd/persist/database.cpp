@@ -23,6 +23,7 @@ constexpr const char *migrations[] = {
     "INSERT INTO account_numbers VALUES (0);"
     "CREATE TABLE token (hash TEXT PRIMARY KEY, account INTEGER NOT NULL, created INTEGER NOT NULL);"
     "CREATE INDEX token_account ON token (account);",
+    "CREATE TABLE setting (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;",
 };
 
 constexpr const char *settings =

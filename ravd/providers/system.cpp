@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include "ravd/debug_mode.h"
 #include "ravd/providers/facts.h"
 #include "ravd/providers/providers.h"
 
@@ -53,6 +54,10 @@ std::optional<Value> file_mode_mask(const Viewer &) {
     return mask ? Value(*mask) : Value();
 }
 
+std::optional<Value> present_debug_mode(const Viewer &) {
+    return debug_mode_names[static_cast<size_t>(debug_mode())];
+}
+
 constexpr LiveParameter parameters[] = {
     {"Device.System.BootTime", boot_time},
     {"Device.System.BootID", boot_id},
@@ -62,6 +67,7 @@ constexpr LiveParameter parameters[] = {
     {"Device.System.KernelTaint", kernel_taint},
     {"Device.System.ProcessorMask", processor_mask},
     {"Device.System.FileModeMask", file_mode_mask},
+    {"Device.System.DebugMode", present_debug_mode},
 };
 
 // The number on the line that begins with name.

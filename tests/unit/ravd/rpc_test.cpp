@@ -39,8 +39,20 @@ class RpcTest : public testing::Test {
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
-        Services services = {base.get(), *model, sessions,         *events, limits,   workers, *accounts,
-                             tokens,     audit,  lowest_hash_cost, logins,  programs, restart};
+        Services services = {.base = base.get(),
+                             .model = *model,
+                             .sessions = sessions,
+                             .events = *events,
+                             .limits = limits,
+                             .workers = workers,
+                             .database = database,
+                             .accounts = *accounts,
+                             .tokens = tokens,
+                             .audit = audit,
+                             .hash_cost = lowest_hash_cost,
+                             .logins = logins,
+                             .programs = programs,
+                             .restart = restart};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
