@@ -85,6 +85,7 @@ struct Call {
     // From here on the call is answered through what this returns; what its function returns does not count. The
     // parameters live until then, or until the client goes.
     std::shared_ptr<Deferred> defer() const;
+    bool is_deferred() const { return deferred && *deferred; }
     const Viewer &viewer() const;
     uint64_t reply_limit() const;  // bytes
     // A parameter's value; for an absent one null resp. the value given.

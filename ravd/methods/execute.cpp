@@ -15,6 +15,7 @@ Fault run_execute(const Call &call, std::string &result) {
     const Audit::Acting acting(call.services.audit, call.caller, "Execute");
     NamedValues outputs;
     if (Fault fault = row->run(call, operation, outputs)) return fault;
+    if (call.is_deferred()) return {};
     if (row->changes) call.services.audit.executed(operation);
     result += operation_result(*operation.method, outputs);
     return {};

@@ -110,7 +110,8 @@ void append_rows(std::string &result, const SchemaNode &table, const std::string
         Path path;
         if (!output.first.starts_with(prefix)) continue;
         const std::string_view name = std::string_view(output.first).substr(prefix.size());
-        if (parse_path_below(table, name, path) && path.node->is_parameter()) append_output(result, output);
+        if (parse_path_below(table, name, path) && path.node->is_parameter() && !path.every_instance)
+            append_output(result, output);
     }
 }
 

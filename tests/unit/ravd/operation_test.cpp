@@ -117,6 +117,16 @@ TEST_F(OperationTest, OutputsComeInTheOrderOfTheSchema) {
               R"({"ParameterList":[{"Name":"Status","Value":"Complete \"x\""},{"Name":"Deep.Best","Value":-1}]})");
 }
 
+TEST_F(OperationTest, OutputsOfATableComeAsTheyAre) {
+    find("Device.Probe");
+    const NamedValues outputs = {{"Hop.2.Name", "b"},         {"Hop.10.Name", "c"}, {"Hop.1.Name", "a"},
+                                 {"Hop.x.Name", "-"},         {"Hop.1.No", "-"},    {"Hop.1.", "-"},
+                                 {"Hop.#template.Name", "-"}, {"Status", "s"}};
+    EXPECT_EQ(operation_result(*operation.method, outputs),
+              R"({"ParameterList":[{"Name":"Status","Value":"s"},{"Name":"Hop.2.Name","Value":"b"},)"
+              R"({"Name":"Hop.10.Name","Value":"c"},{"Name":"Hop.1.Name","Value":"a"}]})");
+}
+
 TEST_F(OperationTest, PatternsOfAllMethods) {
     EXPECT_EQ(all_operations(*model),
               (std::vector<std::string>{"Device.Probe", "Device.AdminOnly", "Device.Row.{i}.Do"}));
