@@ -15,7 +15,9 @@ int file_url(const char *path, char *url) {
     if (!real) return URL_WRONG;
     const int length = snprintf(url, URL_MAX, "file://%s", real);
     free(real);
-    return length < URL_MAX ? URL_KNOWN : URL_WRONG;
+    if (length < URL_MAX) return URL_KNOWN;
+    *url = '\0';
+    return URL_WRONG;
 }
 
 }  // namespace
