@@ -12,7 +12,6 @@ namespace ravd {
 namespace {
 
 constexpr size_t shown_bytes = 1024;
-constexpr const char *role_names[] = {"admin", "user", "guest"};  // by Role
 
 std::string line(std::string_view actor, std::string_view what) {
     std::string text = "audit: ";
@@ -34,7 +33,7 @@ Audit::Acting::Acting(Audit &audit, const Member &caller, const char *method) : 
     } else {
         append_json_string(actor, viewer.user);
     }
-    actor.append(" role=").append(role_names[static_cast<size_t>(viewer.role)]).append(" peer=");
+    actor.append(" role=").append(role_name(viewer.role)).append(" peer=");
     append_json_string(actor, peer_name(caller.peer()));
     audit_.actor_ = actor.append(" method=").append(method);
 }

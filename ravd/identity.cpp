@@ -26,6 +26,11 @@ bool identify_local(int fd, Peer &peer) {
     return true;
 }
 
+const char *role_name(Role role) {
+    constexpr const char *names[] = {"admin", "user", "guest"};
+    return names[static_cast<size_t>(role)];
+}
+
 bool is_privileged(uid_t uid, uid_t own_uid) {
     return uid == 0 || uid == own_uid;
 }

@@ -13,6 +13,9 @@ namespace ravd {
 // Fills uid and pid from the socket's peer. Returns false when the system does not tell it.
 bool identify_local(int fd, Peer &peer);
 
+// "admin", "user" or "guest".
+const char *role_name(Role role);
+
 // Root and the daemon's own user may do everything.
 bool is_privileged(uid_t uid, uid_t own_uid);
 

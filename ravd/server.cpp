@@ -13,6 +13,7 @@
 
 #include "libglobal/net/destination.h"
 #include "ravd/log.h"
+#include "ravd/model/parts.h"
 #include "ravd/password.h"
 
 namespace ravd {
@@ -142,11 +143,25 @@ bool Server::open(Handover &kept, std::string &error) {
     if (!options_.listen.empty() && !tls_ && options_.allow_plain_login) {
         log_warning("passwords are taken over TCP without TLS: whoever is on the way can read them");
     }
-    if (!options_.handlers.empty() && !programs_->open(options_.handlers, options_.handler_user, error)) return false;
+    if (!open_handlers(error)) return false;
     for (size_t index = 0; index < options_.listen.size(); ++index) {
         if (!open_tcp(index, kept, error)) return false;
     }
     return open_local(std::exchange(kept.local, -1), error);
+}
+
+// Handlers that can't be used fail only where they are needed: the rest of the device can be managed.
+bool Server::open_handlers(std::string &error) {
+    const bool wanted = !options_.handlers.empty();
+    if (wanted && !programs_->open(options_.handlers, options_.handler_user, error)) return false;
+    const std::vector<std::string> handlers = all_handlers(*model_.parts().schema);
+    if (!wanted && !handlers.empty())
+        log_warning("the schema has handlers, but there is no folder of programs (--handlers)");
+    for (const std::string &name : handlers) {
+        const std::string problem = wanted ? programs_->problem_of(name) : "";
+        if (!problem.empty()) log_warning("handler %s: %s", name.c_str(), problem.c_str());
+    }
+    return true;
 }
 
 bool Server::open_local(int kept, std::string &error) {

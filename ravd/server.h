@@ -47,6 +47,7 @@ class Server : private ConnectionHost {
     void recount(Connection &connection) override;
     void retire(Connection &connection) override;
 
+    bool open_handlers(std::string &error);
     bool open_local(int kept, std::string &error);
     bool open_tcp(size_t index, Handover &kept, std::string &error);
     void listen_on(int fd, Transport transport, size_t index);

@@ -1,7 +1,6 @@
 // What may be started. Whoever could change a file between this check and its start could change it at any other time.
 #include "ravd/handlers/program_folder.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,11 +11,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "ravd/model/handlers.h"
+
 namespace ravd {
 
 namespace {
-
-constexpr size_t longest_name = 64;
 
 // What is wrong with the owner or the mode, or nothing.
 const char *trust_problem(const struct stat &file) {
@@ -26,13 +25,6 @@ const char *trust_problem(const struct stat &file) {
 }
 
 }  // namespace
-
-bool is_program_name(std::string_view name) {
-    const auto plain = [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || strchr("_-+.", c);
-    };
-    return !name.empty() && name.size() <= longest_name && name.front() != '.' && std::ranges::all_of(name, plain);
-}
 
 std::string ProgramFolder::open(const std::string &folder) {
     const std::unique_ptr<char, decltype(&free)> resolved(realpath(folder.c_str(), nullptr), free);

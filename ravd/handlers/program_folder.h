@@ -9,9 +9,6 @@
 
 namespace ravd {
 
-// A plain file name: letters, digits, "_", "-", "+" and ".", the first one no ".", at most 64 bytes.
-bool is_program_name(std::string_view name);
-
 class ProgramFolder {
  public:
     // Takes the folder. Returns an empty text, or why it can't be used: it must belong to root or to ravd's own user,

@@ -350,6 +350,7 @@ std::optional<AttributeProblem> decode_attributes(SchemaNode &node, json_t *attr
     if (auto problem = check_form(node, attr)) return problem;
     if (auto problem = decode_flags(node, attr)) return problem;
     decode_rights(node, attr);
+    if (auto problem = decode_handlers(node, attr)) return problem;
     if (node.is_parameter()) {
         if (auto problem = decode_limits(node, attr)) return problem;
         if (auto problem = decode_default(node, attr)) return problem;

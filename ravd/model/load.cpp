@@ -50,6 +50,7 @@ class Loader {
             if (!merge(file, schema_->root, file.json.get(), 0)) return nullptr;
         if (!complete(schema_->root)) return nullptr;
         lay_out(*schema_);
+        tie_handlers(*schema_);
         if (!tie_references(schema_->root)) return nullptr;
         return std::move(schema_);
     }

@@ -13,6 +13,8 @@
 
 namespace ravd {
 
+class ToldValues;
+
 struct Model::Parts {
     std::unique_ptr<Schema> schema;
     std::vector<LiveBinding> live_tables;  // by SchemaNode::live_table
@@ -20,6 +22,7 @@ struct Model::Parts {
     ModelListener *listener = nullptr;
     ModelKeeper *keeper = nullptr;
     ChangeRecorder *recorder = nullptr;
+    ToldValues *told = nullptr;  // see ToldValues::Use
 
     // Asks the keeper about changes to come, where it keeps any. False: they must not be made.
     bool keep(std::vector<ModelKeeper::Change> changes);

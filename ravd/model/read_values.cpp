@@ -42,7 +42,8 @@ int ValueWriter::write_place(Place place) {
     prefix_ = std::move(place.name);
     if (place.node->is_parameter()) {
         prefix_.resize(prefix_.size() - place.node->name.size());
-        return write_parameter(*place.node, *place.record) ? 0 : 9001;
+        const bool written = write_parameter(*place.node, *place.record);
+        return written ? 0 : reading_.refusal(*place.node, *place.record);
     }
     reading_.sync.update_below(*place.node, reading_.viewer.role);
     write_object(*place.node, *place.record);

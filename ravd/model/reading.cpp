@@ -3,6 +3,7 @@
 
 #include "ravd/json_text.h"
 #include "ravd/model/read.h"
+#include "ravd/model/told_values.h"
 
 namespace ravd {
 
@@ -25,6 +26,12 @@ bool may_read(Model &model, const Viewer &viewer, std::string_view name) {
     return path.node->is_parameter() ? path.node->can_read(viewer.role) : path.node->can_see(viewer.role);
 }
 
+int Reading::refusal(const SchemaNode &parameter, const Record &record) const {
+    const bool told = parameter.teller && parts.told && parameter.can_read(viewer.role);
+    const int code = told ? parts.told->find(parameter, record).code : 0;
+    return code != 0 ? code : 9001;
+}
+
 int Reading::parse(std::string_view name, Path &path) const {
     return parse_path(*parts.schema, name, path) && can_see(*path.node) ? 0 : 9005;
 }
@@ -34,6 +41,11 @@ bool Reading::append_value_of(const SchemaNode &parameter, Record *record, std::
     if (parameter.type == RV_TR_SECRET) {
         out += "\"\"";
         return true;
+    }
+    if (parameter.teller && parts.told) {
+        const auto [code, value] = parts.told->find(parameter, *record);
+        if (code == 0 && value) append_value(out, *value);
+        if (code != 0 || value) return code == 0;
     }
     if (parameter.source == Source::live && !record->is_set(parameter)) {
         const auto value = parameter.live->read(viewer);

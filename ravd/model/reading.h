@@ -19,8 +19,11 @@ struct Reading {
     int parse(std::string_view name, Path &path) const;
     bool can_see(const SchemaNode &node) const { return node.can_see(viewer.role); }
     // Appends the parameter's value as JSON; record holds it. False, with nothing appended, when the viewer may not
-    // read it. Secrets read as "".
+    // read it, or the program that tells it can't. Secrets read as "".
     bool append_value_of(const SchemaNode &parameter, Record *record, std::string &out);
+
+    // The code for a parameter that append_value_of() has refused.
+    int refusal(const SchemaNode &parameter, const Record &record) const;
 
     Model::Parts &parts;
     const Viewer &viewer;

@@ -91,6 +91,17 @@ std::string reply_name(const Path &path) {
     return name.empty() ? "." : name;
 }
 
+std::string full_name(const SchemaNode &node, const Record &record) {
+    std::string name;
+    const Record *in = &record;
+    for (const SchemaNode *at = &node; at->parent; at = at->parent) {
+        if (!at->is_parameter()) name.insert(0, ".");
+        name.insert(0, at->is_instance() ? std::to_string(in->number()) : at->name);
+        if (at->is_instance()) in = in->holder();
+    }
+    return name;
+}
+
 std::vector<Place> present_places(const Path &path, Model::Parts &parts, LiveSync &sync) {
     Expansion expansion(path, sync);
     if (!path.in_method) expansion.expand(0, *parts.root, "");

@@ -34,6 +34,9 @@ bool parse_path_below(const SchemaNode &start, std::string_view text, Path &path
 // path's elements joined and, unless it is a parameter, closed: the name that replies have it under. "." for the root.
 std::string reply_name(const Path &path);
 
+// The full name of the node that record holds, or is the instance of; closed unless it is a parameter. "" for the root.
+std::string full_name(const SchemaNode &node, const Record &record);
+
 // One place that a name stands for.
 struct Place {
     const SchemaNode *node;

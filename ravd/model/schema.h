@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ravd/model/access.h"
+#include "ravd/model/handlers.h"
 #include "ravd/model/pattern.h"
 #include "ravd/model/value.h"
 #include "rv/tr.h"
@@ -85,6 +86,8 @@ struct SchemaNode {
     std::unique_ptr<Limits> limits;                     // null: none
     Value default_value;                                // of a parameter: never unset
     std::vector<Relation> relations;                    // of an object or "#template": who refers to its instances
+    std::unique_ptr<Handlers> handlers;                 // null: none
+    const SchemaNode *teller = nullptr;                 // of a parameter: whose handler tells its value
     const SchemaNode *table = nullptr;                  // see Source
     const LiveParameter *live = nullptr;                // see Source
     uint32_t slot = no_slot;        // of a parameter or multi-instance object: its place in its record's shape
@@ -126,8 +129,11 @@ struct SchemaNode {
 
 struct Schema {
     SchemaNode root;
-    size_t objects = 0;     // objects written in the schema files, a multi-instance object with its template as one
-    size_t parameters = 0;  // parameters written in them
+    size_t objects = 0;         // objects written in the schema files, a multi-instance object with its template as one
+    size_t parameters = 0;      // parameters written in them
+    bool has_tellers = false;   // some values are told by handlers
+    bool has_changers = false;  // handlers take part in some changes
+    bool has_redrawn = false;   // some changes are told to handlers
 };
 
 }  // namespace ravd

@@ -27,12 +27,14 @@ class Table {
     // By the keys of those instances that a provider keeps. Views are of the records' own keys.
     using Keys = std::unordered_map<std::string_view, Record *>;
 
-    explicit Table(const SchemaNode &node) : node_(&node) {}
+    // holder: the record that it stands in, which stays where it is.
+    Table(const SchemaNode &node, const Record &holder) : node_(&node), holder_(&holder) {}
     Table(Table &&) noexcept;
     Table &operator=(Table &&) noexcept;
     ~Table();
 
     const SchemaNode &node() const { return *node_; }
+    const Record &holder() const { return *holder_; }
     size_t size() const { return rows_.size(); }
     // The highest number in use, 0 when there are no instances.
     uint32_t highest() const;
@@ -73,6 +75,7 @@ class Table {
     void forget(const SchemaNode &parameter, const Value &value, const Record &record);
 
     const SchemaNode *node_;
+    const Record *holder_;
     uint32_t last_used_ = 0;
     std::vector<std::unique_ptr<Record>> rows_;  // by number
     std::vector<uint32_t> order_;                // of ordered objects: the numbers in their order
@@ -86,6 +89,8 @@ class Record {
     Record(const Shape &shape, uint32_t number, Table *owner = nullptr);
 
     uint32_t number() const { return number_; }  // 0: the root's
+    // The record that has the table that this is an instance in; null for the root's.
+    const Record *holder() const { return owner_ ? &owner_->holder() : nullptr; }
     // Of an ordered object's instance: its place, from 1. 0 for all others.
     uint32_t index() const { return index_; }
     // The value of a parameter of this record's shape: what was set, else the default. Lent until the next set().
