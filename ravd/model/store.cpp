@@ -87,7 +87,7 @@ size_t unique_hash(const SchemaNode &parameter, const Value &value) {
 
 Record::Record(const Shape &shape, uint32_t number, Table *owner) : owner_(owner), number_(number) {
     tables_.reserve(shape.tables.size());
-    for (const SchemaNode *table : shape.tables) tables_.emplace_back(*table, *this);
+    for (const SchemaNode *table : shape.tables) tables_.emplace_back(*table, this);
 }
 
 const Record::Stored *Record::find(const SchemaNode &parameter) const {

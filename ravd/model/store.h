@@ -27,14 +27,14 @@ class Table {
     // By the keys of those instances that a provider keeps. Views are of the records' own keys.
     using Keys = std::unordered_map<std::string_view, Record *>;
 
-    // holder: the record that it stands in, which stays where it is.
-    Table(const SchemaNode &node, const Record &holder) : node_(&node), holder_(&holder) {}
+    // holder: the record that it stands in, which stays where it is; null for none.
+    explicit Table(const SchemaNode &node, const Record *holder = nullptr) : node_(&node), holder_(holder) {}
     Table(Table &&) noexcept;
     Table &operator=(Table &&) noexcept;
     ~Table();
 
     const SchemaNode &node() const { return *node_; }
-    const Record &holder() const { return *holder_; }
+    const Record *holder() const { return holder_; }
     size_t size() const { return rows_.size(); }
     // The highest number in use, 0 when there are no instances.
     uint32_t highest() const;
@@ -90,7 +90,7 @@ class Record {
 
     uint32_t number() const { return number_; }  // 0: the root's
     // The record that has the table that this is an instance in; null for the root's.
-    const Record *holder() const { return owner_ ? &owner_->holder() : nullptr; }
+    const Record *holder() const { return owner_ ? owner_->holder() : nullptr; }
     // Of an ordered object's instance: its place, from 1. 0 for all others.
     uint32_t index() const { return index_; }
     // The value of a parameter of this record's shape: what was set, else the default. Lent until the next set().
