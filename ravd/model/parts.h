@@ -28,6 +28,8 @@ struct Model::Parts {
     bool keep(std::vector<ModelKeeper::Change> changes);
     // Tells the keeper that they were made.
     void kept();
+    // Whether what is below a full name is kept by somebody else.
+    bool is_kept(std::string_view name) const { return keeper && keeper->keeps(name); }
     // Tells the recorder, where there is one.
     void record(const RecordedChange &change) const {
         if (recorder) recorder->changed(change);

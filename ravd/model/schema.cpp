@@ -26,6 +26,13 @@ bool SchemaNode::is_within(const SchemaNode &node) const {
     return false;
 }
 
+std::string SchemaNode::name_in_record() const {
+    std::string relative = name;
+    for (const SchemaNode *at = parent; at->parent && !at->is_instance(); at = at->parent)
+        relative.insert(0, at->name + '.');
+    return relative;
+}
+
 std::string SchemaNode::full_name() const {
     if (!parent) return "";
     std::string text = parent->full_name();

@@ -121,6 +121,8 @@ struct SchemaNode {
     bool is_within(const SchemaNode &node) const;
     // "Device.IP.Interface.#template.Enable", not closed; "" for the root.
     std::string full_name() const;
+    // The name below the record, the root's or an instance's, that has it: "Stats.BytesSent".
+    std::string name_in_record() const;
 
     // Adds a child and returns it, lent. sort_names() makes it findable.
     SchemaNode &add(std::string child_name);

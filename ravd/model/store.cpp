@@ -21,10 +21,16 @@ Record *Table::find(uint32_t number) const {
 
 Record *Table::add(std::string key) {
     if (last_used_ + 1 >= instance_limit) return nullptr;
-    last_used_++;
-    Record &record = *rows_.emplace_back(std::make_unique<Record>(*node_->instance().shape, last_used_, this));
+    return &insert(last_used_ + 1, std::move(key));
+}
+
+Record &Table::insert(uint32_t number, std::string key) {
+    last_used_ = std::max(last_used_, number);
+    const auto behind =
+        std::ranges::upper_bound(rows_, number, {}, [](const auto &record) { return record->number(); });
+    Record &record = **rows_.insert(behind, std::make_unique<Record>(*node_->instance().shape, number, this));
     if (node_->ordered) {
-        order_.push_back(last_used_);
+        order_.push_back(number);
         record.index_ = static_cast<uint32_t>(order_.size());
     }
     if (!key.empty()) {
@@ -32,7 +38,7 @@ Record *Table::add(std::string key) {
         if (!keys_) keys_ = std::make_unique<Keys>();
         keys_->emplace(record.key(), &record);
     }
-    return &record;
+    return record;
 }
 
 void Table::erase(uint32_t number) {
@@ -118,6 +124,10 @@ void Record::set(const SchemaNode &parameter, Value value) {
 
 void Record::keep(const SchemaNode &parameter) {
     if (live_ && !is_kept(parameter)) live_->kept.push_back(parameter.slot);
+}
+
+void Record::give_back(const SchemaNode &parameter) {
+    if (live_) std::erase(live_->kept, parameter.slot);
 }
 
 bool Record::is_kept(const SchemaNode &parameter) const {

@@ -44,6 +44,8 @@ class Table {
     // Adds an instance under the lowest number above every number ever used, as the last one in the order; key: see
     // Record::key(). Null when the numbers are used up.
     Record *add(std::string key = "");
+    // The same under a number that is free, as it is brought back.
+    Record &insert(uint32_t number, std::string key);
     // The number that the next instance gets.
     uint32_t next_number() const { return last_used_ + 1; }
     // Numbers up to this one count as used.
@@ -104,9 +106,12 @@ class Record {
     // By which the provider of a live table knows the instance; empty for instances that users added.
     std::string_view key() const { return live_ ? live_->key : std::string_view(); }
     bool is_live() const { return live_ != nullptr; }
+    Table *owner() const { return owner_; }  // the table that it is an instance in; null: the root's
     // Marks a value of a live instance as a user's: its provider no longer changes it.
     void keep(const SchemaNode &parameter);
     bool is_kept(const SchemaNode &parameter) const;
+    // Takes the mark back.
+    void give_back(const SchemaNode &parameter);
 
  private:
     friend class Table;

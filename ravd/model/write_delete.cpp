@@ -12,14 +12,6 @@ namespace ravd {
 
 namespace {
 
-// The name of a node below the instance, or the root, that has it: "Stats.BytesSent".
-std::string relative_name(const SchemaNode &node) {
-    std::string name = node.name;
-    for (const SchemaNode *at = node.parent; at->parent && !at->is_instance(); at = at->parent)
-        name.insert(0, at->name + '.');
-    return name;
-}
-
 class Deletion {
  public:
     explicit Deletion(Reading &reading) : reading_(reading) {}
@@ -85,7 +77,7 @@ void Deletion::note(const std::string &path, Record &record, const SchemaNode &o
     if (!all_.insert(path).second) return;
     rounds_.back()[&object].insert(path);
     for (const SchemaNode *nested : object.instance().shape->tables) {
-        const std::string prefix = path + relative_name(*nested) + '.';
+        const std::string prefix = path + nested->name_in_record() + '.';
         record.table(*nested).for_each(
             [&](Record &row) { note(prefix + std::to_string(row.number()) + '.', row, *nested); });
     }
@@ -104,7 +96,7 @@ void Deletion::follow(const Relation &relation, const InstancePaths &targets) {
                 denying_.push_back(std::move(place));
                 break;
             case Verdict::cascade:
-                place.name.resize(place.name.size() - relative_name(referrer).size());
+                place.name.resize(place.name.size() - referrer.name_in_record().size());
                 doom(std::move(place.name), *place.record, *place.table);
                 break;
             case Verdict::clear:
