@@ -40,7 +40,7 @@ struct Editor {
 };
 
 struct Command {
-    const char *name;  // null for a line without words
+    const char *name;  // null for a line without words, which is "(null): command not found.": intended
     json_t *args;
 };
 

@@ -124,6 +124,14 @@ class Screen:
         self.wait(lambda: self.takes_keys() and self.line() == line, f"the line {line!r}")
         return self
 
+    def enter(self, line):
+        """Enters a line and waits for the prompt after it; gives what was written meanwhile."""
+        self.forget()
+        self.send(line + "\r")
+        self.wait_output("\033[?2004l")
+        self.wait_line("")
+        return self.output.decode()
+
     def wait_end(self):
         """Reads to the end and returns the exit status."""
         self.wait(lambda: self.hung_up or self.process.poll() is not None, "the end")

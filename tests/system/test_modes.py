@@ -44,6 +44,11 @@ def test_no_permission(start_ravd, tmp_path):
         1, "Cannot connect to ravd(requests) - Permission denied(-1013)\n")
 
 
+def test_descriptors_that_do_not_suffice_for_both_connections(ravd):
+    result = run("-c", 'ulimit -n 4; exec "$0" -u "$1" -r get x', RAVC, ravd.socket, program="/bin/sh")
+    assert (result.returncode, result.stdout) == (1, "Cannot connect to ravd(events) - Too many open files(-1024)\n")
+
+
 @pytest.mark.parametrize("destination, number", [
     ("", -4), ("tcp://nowhere", -4), ("tcp://:1", -4), ("tcp://127.0.0.1:0", -4), ("tcp://127.0.0.1:70000", -4),
     ("tcp://no.such.host.invalid:1", -3), ("x" * 108, -1036)])

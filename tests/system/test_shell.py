@@ -1,4 +1,4 @@
-"""The interactive shell as a person sees it: start, lines, history, recording, ways out."""
+"""The interactive shell as a person sees it: start, lines, history, ways out."""
 
 import os
 import signal
@@ -126,6 +126,11 @@ def test_only_the_exact_words_leave(shell):
     shell.wait_line("")
 
 
+def test_a_line_without_words_is_a_command_without_a_name(shell):
+    for line in ("   ", "# a comment"):
+        assert "(null): command not found.\r\n" in shell.enter(line)
+
+
 def test_an_empty_line_is_ignored(shell, shell_tmp):
     before = len(shell.rows())
     shell.send("\r")
@@ -184,43 +189,6 @@ def test_history_outlives_the_session(ravd, open_shell, shell_tmp):
     second.wait_line("").send("q\r")
     assert second.wait_end() == 0
     assert entries(shell_tmp) == [VERSION, VERSION]
-
-
-# --- recording
-
-
-def record(shell, path):
-    shell.send(f"{VERSION}\r")
-    shell.wait_text("'0.2.1'")
-    shell.wait_line("").send(f"record {path}\r")
-    shell.wait(lambda: "-record:" in shell.rows()[-1], "the mark of a recording")
-    shell.wait_line("").send("cd Device\r")
-    shell.wait(lambda: "-record:Device>" in shell.rows()[-1], "the prompt of Device")
-    return shell.wait_line("")
-
-
-@pytest.mark.parametrize("word", ["q", "quit"])
-def test_quit_ends_a_recording_before_the_shell(shell, tmp_path, word):
-    record(shell, tmp_path / "script").send("up\r")
-    shell.wait(lambda: "-record:>" in shell.rows()[-1], "the prompt of the root")
-    shell.wait_line("").send(f"{word}\r")
-    shell.wait(lambda: "-record" not in shell.rows()[-1], "the mark to go")
-    assert (tmp_path / "script").read_text() == "cd Device\nup\n"
-    shell.wait_line("").send(f"{word}\r")
-    assert shell.wait_end() == 0
-
-
-@pytest.mark.parametrize("leave", ["ctrl-d", "SIGTERM", "daemon"])
-def test_a_recording_is_written_however_the_shell_is_left(ravd, shell, tmp_path, leave):
-    record(shell, tmp_path / "script")
-    if leave == "ctrl-d":
-        shell.send("\x04")
-    elif leave == "daemon":
-        ravd.process.kill()
-    else:
-        shell.process.send_signal(signal.SIGTERM)
-    shell.wait_end()
-    assert (tmp_path / "script").read_text() == "cd Device\n"
 
 
 # --- standard input that is no terminal
