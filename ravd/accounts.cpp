@@ -57,11 +57,13 @@ Place place_of(std::string_view path) {
     return place;
 }
 
-// Twenty characters that nobody takes for each other: more than 110 bits.
+// Characters that nobody takes for each other: more than 110 bits.
 std::string random_password() {
+    constexpr size_t random_length = 20;
     constexpr std::string_view letters = "abcdefghijkmnpqrstuvwxyzABCDEFGHJKLMNPQRSTUVWXYZ23456789";
     std::string password;
-    while (password.size() < 20) {
+    password.reserve(random_length);  // it leaves no copy behind as it grows
+    while (password.size() < random_length) {
         unsigned char byte = 0;
         if (getrandom(&byte, 1, 0) != 1) return "";
         if (byte < 256 / letters.size() * letters.size()) password += letters[byte % letters.size()];

@@ -14,10 +14,13 @@ const char *word_at(const json_t *args, size_t index) {
     return json_string_value(json_array_get(args, index));
 }
 
-// Overwrites a password among the words of a line once it has been used.
-void wipe_word(const json_t *args, size_t index) {
-    const json_t *word = json_array_get(args, index);
-    if (word) explicit_bzero(const_cast<char *>(json_string_value(word)), json_string_length(word));
+// Overwrites the words of a line once they have been used: any may be a password or a token, also in a line that was
+// typed wrong.
+void wipe_words(json_t *args) {
+    size_t i;
+    json_t *word;
+    json_array_foreach(args, i, word)
+        explicit_bzero(const_cast<char *>(json_string_value(word)), json_string_length(word));
 }
 
 int report(int result) {
@@ -38,21 +41,22 @@ int login_asking(const char *user) {
     return result;
 }
 
-int login_with_password(const json_t *args) {
-    const int result = session_login(word_at(args, 0), word_at(args, 2));
-    wipe_word(args, 2);
-    return result;
+int log_in(const char *name, const json_t *args) {
+    const size_t words = json_array_size(args);
+    if (words == 0) return report(login_from_environment());
+    if (words == 1) return report(login_asking(word_at(args, 0)));
+    if (words == 3 && strcmp(word_at(args, 1), "-p") == 0)
+        return report(session_login(word_at(args, 0), word_at(args, 2)));
+    printf("syntax: %s [<login> [-p <password>]]\n", name);
+    return -1;
 }
 
 }  // namespace
 
 int process_login(const char *name, json_t *args) {
-    const size_t words = json_array_size(args);
-    if (words == 0) return report(login_from_environment());
-    if (words == 1) return report(login_asking(word_at(args, 0)));
-    if (words == 3 && strcmp(word_at(args, 1), "-p") == 0) return report(login_with_password(args));
-    printf("syntax: %s [<login> [-p <password>]]\n", name);
-    return -1;
+    const int result = log_in(name, args);
+    wipe_words(args);
+    return result;
 }
 
 int process_logout(const char *name, json_t *args) {
@@ -63,6 +67,6 @@ int process_logout(const char *name, json_t *args) {
 
 int process_login_if_guest(const char *, json_t *args) {
     if (!identity_user()) session_login(word_at(args, 0) ? word_at(args, 0) : "", word_at(args, 1));
-    wipe_word(args, 1);
+    wipe_words(args);
     return 0;
 }

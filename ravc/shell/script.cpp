@@ -16,11 +16,13 @@
 
 namespace {
 
-enum { FIRST_LINE_SIZE = 4096 };  // bytes: lines up to this leave no copy behind
+enum { FIRST_LINE_SIZE = 4096 };  // bytes: lines up to this, joined ones too, leave no copy behind
 
 // Puts the lines that continue each other together.
 class Joiner {
  public:
+    Joiner() { text_.reserve(FIRST_LINE_SIZE); }
+
     // Adds a line. Returns true when the text is whole, false when it goes on in the next line: the line's last
     // backslash or a quote is open.
     bool add(std::string_view line) {

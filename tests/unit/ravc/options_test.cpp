@@ -1,8 +1,6 @@
 // The command line, option by option: what is kept, what is printed, and the status it ends with.
 #include "ravc/main/options.h"
 
-#include <algorithm>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>

@@ -234,10 +234,22 @@ TEST_F(Session, LoginCommandWithAPassword) {
     EXPECT_EQ(identity_user(), nullptr);
 }
 
-TEST_F(Session, LoginCommandWipesThePasswordWord) {
-    json_auto_t *args = json_pack("[sss]", "joe", "-p", "pw");
-    EXPECT_EQ(process_login("login", args), 0);
-    EXPECT_STREQ(json_string_value(json_array_get(args, 2)), "");
+TEST_F(Session, LoginCommandsWipeTheirWords) {
+    const std::vector<std::pair<Handler, std::vector<const char *>>> lines = {
+        {process_login, {"joe", "-p", "pw"}},
+        {process_login, {"joe", "pw"}},
+        {process_login, {"joe", "-P", "pw", "more"}},
+        {process_login_if_guest, {"tok"}},
+        {process_login_if_guest, {"joe", "pw"}}};
+    for (const auto &[handler, words] : lines) {
+        json_auto_t *args = json_array();
+        for (const char *word : words) json_array_append_new(args, json_string(word));
+        testing::internal::CaptureStdout();
+        handler("login", args);
+        testing::internal::GetCapturedStdout();
+        for (size_t i = 0; i < words.size(); i++) EXPECT_STREQ(json_string_value(json_array_get(args, i)), "") << i;
+        session_logout();
+    }
 }
 
 TEST_F(Session, LoginCommandWithWordsThatDoNotFit) {
