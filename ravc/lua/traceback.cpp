@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr int most_levels = 10000;  // Lua walks to each from the first one: all of an endless recursion take minutes
+
 // Pushes what was raised as a text.
 void push_message(lua_State *L) {
     if (lua_isstring(L, 1)) {
@@ -49,10 +51,11 @@ int lua_traceback_handler(lua_State *L) {
     luaL_addstring(&text, "\n\nStack trace:\n");
     lua_Debug frame;
     int level = 0;
-    for (; lua_getstack(L, level, &frame); ++level) {  // level 0 is this handler: intended
+    for (; level < most_levels && lua_getstack(L, level, &frame); ++level) {  // level 0 is this handler: intended
         lua_getinfo(L, "Snlt", &frame);
         add_level(L, &text, level, frame);
     }
+    if (lua_getstack(L, level, &frame)) luaL_addstring(&text, "\t...\n");
     if (level == 0) luaL_addstring(&text, "No activation records.\n");
     luaL_pushresult(&text);
     return 1;
