@@ -47,6 +47,8 @@ constexpr Row rows[] = {
     {"program-output", &ClientLimits::program_output, 0, size_max},
     {"program-memory", &ClientLimits::program_memory, mib, uint64_t{1} << 50},
     {"program-processes", &ClientLimits::program_processes, 1, count_max},
+    {"firmware", &ClientLimits::firmware, 0, size_max},
+    {"firmware-wait-ms", &ClientLimits::firmware_wait_ms, 1, time_max},
     {"turn-requests", &ClientLimits::turn_requests, 1, count_max},
     {"turn-ms", &ClientLimits::turn_ms, 1, 1000},
     {"unsent-high", &ClientLimits::unsent_high, 1, size_max},

@@ -50,6 +50,9 @@ struct ClientLimits {
     uint64_t program_memory = 512 * mib;  // address space of each of its processes
     uint64_t program_processes = 64;      // of the user that they have of their own
 
+    uint64_t firmware = 256 * mib;        // bytes of a firmware image
+    uint64_t firmware_wait_ms = 900'000;  // an image that is neither applied nor cancelled
+
     uint64_t turn_requests = 32;      // requests of one connection before the others have their turn
     uint64_t turn_ms = 5;             // the same in time
     uint64_t unsent_high = mib;       // bytes of untaken replies that stop the reading of requests ...

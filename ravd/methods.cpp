@@ -133,6 +133,16 @@ constexpr Parameter reboot_parameters[] = {
     {"DeviceMode", text, false, "The device's mode from then on, a value of Device.DeviceInfo.DeviceMode."},
 };
 
+constexpr Parameter download_parameters[] = {
+    {"FileType", text, true, "\"Firmware\"."},
+    {"URL", text, false, "Where the file is."},
+    {"MD5", text, false, "Its MD5, hex digits."},
+    {"TargetFileName", text, false, "Its name on the device."},
+    {"FileSize", integer, false, "Its bytes."},
+    {"NeedPreUpdate", flag, false, "Firmware: only ask whether it could be taken."},
+    {"TransactionID", anything, false, "Firmware: what the reply to the download had."},
+};
+
 constexpr char nothing[] = R"("type":"object")";
 constexpr char login_result[] = R"("type":"object","properties":{"User":{"type":"string"}})";
 constexpr char names_result[] =
@@ -149,6 +159,9 @@ constexpr char datamodel_result[] =
 constexpr char config_result[] = R"("type":"object","properties":{"Config":{"type":"object"}})";
 constexpr char selection_result[] = R"("type":"object","properties":{"Selection":{"type":"object"}})";
 constexpr char status_result[] = R"("type":"object","properties":{"Status":{"type":"integer"}})";
+constexpr char download_result[] =
+    R"("type":"object","properties":{"Status":{"type":"integer"},"CurrentVersion":{"type":"string"},)"
+    R"("NewVersion":{"type":"string"},"SavedFirmware":{"type":"string"},"TransactionID":{"type":"string"}})";
 constexpr char add_result[] =
     R"("type":"object","properties":{"InstanceNumber":{"type":"integer"},"Status":{"type":"integer"}})";
 
@@ -176,6 +189,7 @@ constexpr Method table[] = {
     {"Execute", run_execute, execute_parameters, values_result,
      "Executes a method of the data model; gives its outputs, named as below #output."},
     {"Reboot", run_reboot, reboot_parameters, nothing, "Restarts the device; the reply comes before it goes down."},
+    {"Download", run_download, download_parameters, download_result, "Takes a file onto the device."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},
 };
 

@@ -28,6 +28,7 @@ class Programs;
 class Restart;
 class Sessions;
 class Tokens;
+class Upgrades;
 class Workers;
 struct Viewer;
 
@@ -46,7 +47,8 @@ struct Services {
     unsigned hash_cost;  // of new passwords
     Logins &logins;
     Programs &programs;
-    Restart &restart;  // of the daemon
+    Restart &restart;
+    Upgrades &upgrades;
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

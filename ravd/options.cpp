@@ -32,6 +32,8 @@ void add_options(CLI::App &app, Options &options, std::vector<std::string> &limi
     app.add_option("--handler-user", options.handler_user, "User that these programs run as, ravd's own unless given")
         ->type_name("USER")
         ->needs(handlers);
+    app.add_option("--firmware-key", options.firmware_key, "Public Ed25519 key that firmware must be signed with, PEM")
+        ->type_name("FILE");
     app.add_flag("--allow-plain-login", options.allow_plain_login, "Take passwords and tokens over TCP without TLS");
     app.add_flag("--check", options.check, "Load the schema, report what it holds, and exit");
     app.add_option("--set-password", options.set_password,

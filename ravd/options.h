@@ -22,6 +22,7 @@ struct Options {
     std::string state = "/var/lib/ravd";
     std::string handlers;            // the folder of programs that the schema may name; empty: none
     std::string handler_user;        // whom they run as; empty: as ravd does
+    std::string firmware_key;        // the public key that firmware must be signed with; empty: none
     bool allow_plain_login = false;  // take passwords over TCP without TLS
     bool check = false;
     std::string set_password;  // the user whose password is to be set; empty: none

@@ -88,7 +88,9 @@ Server::Server(const Options &options, Model &model, Database &database, Account
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
       programs_(std::make_unique<Programs>(base_, program_limits(options.limits))),
-      restart_(std::make_unique<Restart>(base_, [this] { return all_sent(); })),
+      restart_(std::make_unique<Restart>(base_, *programs_, [this] { return all_sent(); })),
+      upgrades_(std::make_unique<Upgrades>(
+          Upgrades::Surroundings{base_, sessions_, events_, *restart_, *programs_, options.limits})),
       services_{.base = base_,
                 .model = model,
                 .sessions = sessions_,
@@ -102,7 +104,8 @@ Server::Server(const Options &options, Model &model, Database &database, Account
                 .hash_cost = options.hash_cost,
                 .logins = *logins_,
                 .programs = *programs_,
-                .restart = *restart_} {
+                .restart = *restart_,
+                .upgrades = *upgrades_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
@@ -128,6 +131,7 @@ Server::~Server() {
     if (socket_file_.st_ino != 0 && is_same_file(options_.socket, socket_file_)) unlink(options_.socket.c_str());
     for (event *each : signals_) event_free(each);
     event_free(turn_);
+    upgrades_.reset();
     programs_.reset();
     workers_.reset();
     logins_.reset();
@@ -144,6 +148,7 @@ bool Server::open(Handover &kept, std::string &error) {
         log_warning("passwords are taken over TCP without TLS: whoever is on the way can read them");
     }
     if (!open_handlers(error)) return false;
+    if (!upgrades_->open(options_.state, options_.firmware_key, error)) return false;
     for (size_t index = 0; index < options_.listen.size(); ++index) {
         if (!open_tcp(index, kept, error)) return false;
     }
@@ -204,7 +209,7 @@ bool Server::run() {
     events_.announce(system_group, R"({"Event":"Boot"})", boot_is_news);
     log_info("ready");
     event_base_dispatch(base_);
-    if (!stopped_ && restart_->is_requested()) {
+    if (!stopped_ && restart_->is_due()) {
         mask_end_signals(SIG_BLOCK);
         return true;
     }

@@ -12,6 +12,7 @@
 #include "ravd/audit.h"
 #include "ravd/connection.h"
 #include "ravd/events.h"
+#include "ravd/firmware/upgrade.h"
 #include "ravd/handlers/programs.h"
 #include "ravd/handover.h"
 #include "ravd/listener.h"
@@ -71,6 +72,7 @@ class Server : private ConnectionHost {
     Audit audit_;
     std::unique_ptr<Programs> programs_;
     std::unique_ptr<Restart> restart_;
+    std::unique_ptr<Upgrades> upgrades_;
     Services services_;
     struct Listening {
         std::unique_ptr<Listener> listener;

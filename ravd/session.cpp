@@ -147,6 +147,7 @@ void Sessions::end_tokens(std::string_view account) {
 }
 
 void Sessions::end(Session *session) {
+    if (ended_) ended_(*session);
     while (!session->groups.empty()) leave(*session, session->groups.back().group);
     if (!session->key.empty()) by_key_.erase(session->key);
     all_.erase(session);

@@ -88,6 +88,10 @@ class Sessions {
     // Who local users are whose uid alone is not enough, asked when a session of theirs begins; all are guests before.
     void set_local_users(FindLocalUser find) { local_users_ = std::move(find); }
 
+    // Called for each session that ends, before it does.
+    using Ended = std::function<void(const Session &session)>;
+    void on_end(Ended call) { ended_ = std::move(call); }
+
     // Gives a new connection a session of its own.
     void open(Member &member);
     // Binds a connection to the session of that secret, which is begun where there is none. A connection that cannot
@@ -128,6 +132,7 @@ class Sessions {
     uid_t own_uid_;
     size_t groups_;
     FindLocalUser local_users_;
+    Ended ended_;
     std::unordered_set<Session *> all_;
     std::unordered_map<std::string, Session *> by_key_;
     std::unordered_map<uint32_t, std::vector<Session *>> by_group_;

@@ -8,6 +8,7 @@
 #include <openssl/sha.h>
 #include <sys/random.h>
 
+#include "ravd/hex.h"
 #include "ravd/log.h"
 #include "ravd/persist/database.h"
 
@@ -36,10 +37,7 @@ std::string hash_of(std::string_view token) {
     Bytes digest;
     static_assert(sizeof digest == SHA256_DIGEST_LENGTH);
     SHA256(reinterpret_cast<const unsigned char *>(token.data()), token.size(), digest.data());
-    constexpr char hex[] = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : digest) (text += hex[byte >> 4]) += hex[byte & 15];
-    return text;
+    return hex_digits(digest);
 }
 
 bool report(const Database &database, const char *what) {

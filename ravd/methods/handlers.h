@@ -34,6 +34,9 @@ Fault run_delete_object(const Call &call, std::string &result);
 // execute.cpp
 Fault run_execute(const Call &call, std::string &result);
 
+// transfer.cpp
+Fault run_download(const Call &call, std::string &result);
+
 // device.cpp
 Fault run_reboot(const Call &call, std::string &result);
 

@@ -10,6 +10,7 @@
 #include <sys/utsname.h>
 #include <time.h>
 
+#include "ravd/firmware/progress.h"
 #include "ravd/providers/facts.h"
 #include "ravd/providers/providers.h"
 
@@ -46,9 +47,7 @@ std::optional<Value> manufacturer(const Viewer &) {
 }
 
 std::optional<Value> model_name(const Viewer &) {
-    const Value name = first_fact({"/sys/class/dmi/id/product_name", "/proc/device-tree/model"});
-    if (is_set(name)) return name;
-    return text_value(std::string("Generic ") + kernel().machine, max_name);
+    return device_model();
 }
 
 std::optional<Value> model_number(const Viewer &) {
@@ -77,7 +76,19 @@ std::optional<Value> description(const Viewer &) {
 }
 
 std::optional<Value> software_version(const Viewer &) {
-    return std::string(RAV_VERSION);
+    return running_version();
+}
+
+std::optional<Value> upgrade_progress(const Viewer &) {
+    return int64_t{upgrade_report().progress};
+}
+
+std::optional<Value> upgrade_status(const Viewer &) {
+    return int64_t{upgrade_report().status};
+}
+
+std::optional<Value> upgrade_message(const Viewer &) {
+    return upgrade_report().message;
 }
 
 std::optional<Value> additional_software_version(const Viewer &) {
@@ -107,9 +118,18 @@ constexpr LiveParameter parameters[] = {
     {"Device.DeviceInfo.AdditionalSoftwareVersion", additional_software_version},
     {"Device.DeviceInfo.UpTime", up_time},
     {"Device.DeviceInfo.HostName", host_name},
+    {"Device.DeviceInfo.UpgradeProgress", upgrade_progress},
+    {"Device.DeviceInfo.UpgradeStatus", upgrade_status},
+    {"Device.DeviceInfo.UpgradeMessage", upgrade_message},
 };
 
 }  // namespace
+
+std::string device_model() {
+    const Value name = first_fact({"/sys/class/dmi/id/product_name", "/proc/device-tree/model"});
+    return std::get<std::string>(is_set(name) ? name
+                                              : text_value(std::string("Generic ") + kernel().machine, max_name));
+}
 
 bool is_placeholder(std::string_view fact) {
     constexpr const char *placeholders[] = {"To Be Filled By O.E.M.",

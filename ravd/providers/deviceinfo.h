@@ -6,6 +6,9 @@
 
 namespace ravd {
 
+// The name of the model, as Device.DeviceInfo.ModelName has it.
+std::string device_model();
+
 // True for what makers leave in place of a fact ("To Be Filled By O.E.M.", "Default string", "None").
 bool is_placeholder(std::string_view fact);
 

@@ -34,10 +34,6 @@ size_t cut_at(std::string_view text, size_t max_characters) {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-}
-
 std::optional<std::string> read_fact_at(int dir_fd, const char *path) {
     const Descriptor file(openat(dir_fd, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file) return std::nullopt;

@@ -9,24 +9,10 @@
 
 #include <sys/types.h>
 
+#include "ravd/descriptor.h"
 #include "ravd/model/value.h"
 
 namespace ravd {
-
-// A descriptor that is closed at the end of its scope; -1 is none.
-class Descriptor {
- public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor();
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
- private:
-    int fd_;
-};
 
 // The first 64 KiB of a file, read from the folder dir_fd (AT_FDCWD for the current one). nullopt when it can't be
 // read. Never waits: a FIFO reads as empty.

@@ -11,6 +11,7 @@
 #include "ravd/accounts.h"
 #include "ravd/audit.h"
 #include "ravd/events.h"
+#include "ravd/firmware/upgrade.h"
 #include "ravd/handlers/programs.h"
 #include "ravd/login.h"
 #include "ravd/password.h"
@@ -33,6 +34,8 @@ class RpcTest : public testing::Test {
         model = Model::load(folder.string(), {}, error);
         ASSERT_NE(model, nullptr) << error;
         events = std::make_unique<Events>(sessions, *model, [] {});
+        upgrades = std::make_unique<Upgrades>(
+            Upgrades::Surroundings{base.get(), sessions, *events, restart, programs, limits});
         accounts = std::make_unique<Accounts>(*model, database, lowest_hash_cost);
     }
     void TearDown() override { std::filesystem::remove_all(folder); }
@@ -52,7 +55,8 @@ class RpcTest : public testing::Test {
                              .hash_cost = lowest_hash_cost,
                              .logins = logins,
                              .programs = programs,
-                             .restart = restart};
+                             .restart = restart,
+                             .upgrades = *upgrades};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -73,7 +77,8 @@ class RpcTest : public testing::Test {
     ClientLimits limits;
     Logins logins{base.get(), {}, sessions, workers, limits};
     Programs programs{base.get(), {}};
-    Restart restart{base.get(), [] { return true; }};
+    Restart restart{base.get(), programs, [] { return true; }};
+    std::unique_ptr<Upgrades> upgrades;
     int steps = 0;
 };
 

@@ -1,0 +1,11 @@
+// Methods that take files onto the device and off it.
+#include "ravd/firmware/firmware.h"
+#include "ravd/methods/handlers.h"
+
+namespace ravd {
+
+Fault run_download(const Call &call, std::string &result) {
+    return download_firmware(call, result);
+}
+
+}  // namespace ravd
