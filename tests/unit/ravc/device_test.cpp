@@ -214,12 +214,20 @@ TEST_F(Device, ShLetsItsChildHaveCtrlC) {
     EXPECT_TRUE(sigismember(&now, SIGINT));
 }
 
-TEST_F(Device, WordsThatAreNoTextsAreAProgrammingError) {
-    json_auto_t *args = json_pack("[i]", 1);
-    EXPECT_DEATH(process_reboot("reboot", args),
-                 R"(args must be an array of strings \(arg != NULL\) at func process_reboot:[0-9]+ \(ravc/commands\))");
-    EXPECT_DEATH(process_reset("reset", args),
-                 R"(args must be an array of strings \(arg != NULL\) at func process_reset:[0-9]+ \(ravc/commands\))");
+TEST(Arguments, ThatAreNoTextsAreAProgrammingError) {
+    for (const auto &[handler, name] :
+         {std::pair{process_reboot, "process_reboot"}, {process_reset, "process_reset"}}) {
+        testing::internal::CaptureStderr();
+        const int status = test::end_of_process([handler = handler] {
+            json_auto_t *args = json_pack("[i]", 1);
+            handler("name", args);
+        });
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+        EXPECT_EQ(said.rfind(std::string("args must be an array of strings (arg != NULL) at func ") + name + ":", 0),
+                  0U);
+        EXPECT_NE(said.find(" (ravc/commands)"), std::string::npos) << said;
+    }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include "tests/support/interrupt.h"
 #include "tests/support/netcat.h"
 #include "tests/unit/ravc/shell_fixture.h"
 
@@ -87,6 +88,18 @@ TEST_F(Download, ARealPathThatIsNoUtf8IsNotSent) {
     EXPECT_EQ(run(process_download, "download", {"config", link}), (Outcome{-1, syntax_of("download")}));
     EXPECT_EQ(run(process_upload, "upload", {"config", link}),
               (Outcome{-1, "syntax: upload config <remote_url> [<target_file_name>]\n"}));
+    EXPECT_EQ(sent(), Sent{});
+}
+
+TEST_F(Download, CtrlCThatComesWhileTheFileIsReadLeavesNothingBegun) {
+    static std::string path;
+    path = path_;
+    const test::BlockedInterrupt interrupt(test::jump_out);
+    raise(SIGINT);
+    EXPECT_TRUE(test::is_abandoned([] {
+        json_auto_t *args = json_pack("[s, s]", "config", path.c_str());
+        process_download("download", args);
+    }));
     EXPECT_EQ(sent(), Sent{});
 }
 
