@@ -1,0 +1,26 @@
+// A Lua context's own side, and how functions that Lua calls find it.
+#pragma once
+
+#include <lua.hpp>
+#include <string>
+#include <string_view>
+
+#include "rv/lua.h"
+
+struct rv_lua_own {
+    std::string output, error;
+    bool collecting = false;  // output is kept, not shown
+    int exit_status = 0;
+};
+
+namespace rv {
+
+// The context that a state, or one of its coroutines, belongs to.
+rv_lua &lua_context(lua_State *L);
+
+// What a script prints: collected, or written to standard output.
+void lua_emit(rv_lua &context, std::string_view text);
+// Writes what was collected to standard output and flushes that.
+void lua_show_output(rv_lua &context);
+
+}  // namespace rv
