@@ -59,10 +59,12 @@ void use_up_sigint() {
     sigtimedwait(&interrupt, nullptr, &none);
 }
 
-// Waits for a program in the foreground. Ctrl-C is for the program; only where that dies of it, it is for the script,
-// too. Returns its status, or -1.
-int wait_in_foreground(pid_t pid) {
+// Runs a program in the foreground. Ctrl-C is for the program; only where that dies of it, it is for the script, too.
+// Returns its status, or -1.
+int run_in_foreground(const char *command) {
     const SigintBlocked scope;
+    const pid_t pid = start(command, -1, -1);
+    if (pid < 0) return -1;
     bool other_signal = false;
     int status = -1;
     while (waitpid(pid, &status, 0) < 0) {
@@ -81,8 +83,7 @@ int execute(lua_State *L) {
         return 1;
     }
     lua_show_output(lua_context(L));
-    const pid_t pid = start(command, -1, -1);
-    const int status = pid < 0 ? -1 : wait_in_foreground(pid);
+    const int status = run_in_foreground(command);
     lua_raise_if_stopping(L);
     return luaL_execresult(L, status);
 }
