@@ -17,6 +17,7 @@ class Accepting:
         self.requests = []  # [(method, params)]
         self.levels = []  # [name of an object whose level was asked for]
         self.values = {}  # by name
+        self.results = {}  # by method, where it is not empty
         self.refused = set()  # methods
         self.unanswered = set()  # methods
         self.listener = socket.socket(socket.AF_UNIX if path else socket.AF_INET)
@@ -52,7 +53,8 @@ class Accepting:
                     self.requests.append((message["method"], params))
                 known = [{"Name": name, "Value": self.values[name]} for name in params.get("ParameterNames", [])
                          if name in self.values]
-                reply = {"jsonrpc": "2.0", "id": message["id"], "result": {"ParameterList": known} if known else {}}
+                found = {"ParameterList": known} if known else self.results.get(message["method"], {})
+                reply = {"jsonrpc": "2.0", "id": message["id"], "result": found}
                 if message["method"] == "GetParameterAttributes":
                     reply["result"] = {"ParameterList": ROOT_LEVEL}
                 if message["method"] in self.unanswered:

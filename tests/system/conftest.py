@@ -101,6 +101,12 @@ def middleman(ravd, tmp_path):
 
 
 @pytest.fixture
+def abandoned_commands_leak(monkeypatch):
+    """What an abandoned command held is not given back: the sanitizer is not to count it."""
+    monkeypatch.setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1")
+
+
+@pytest.fixture
 def accepting(tmp_path):
     """A daemon that lets everybody in (support/accepting.py)."""
     daemon = Accepting(tmp_path / "accepting")

@@ -9,12 +9,7 @@ from middleman import result
 
 ROUNDS = int(os.environ.get("RAV_CTRLC", "300"))
 VERSION = "cat Device.DeviceInfo.SoftwareVersion"
-
-
-@pytest.fixture(autouse=True)
-def abandoned_commands_leak(monkeypatch):
-    """What an abandoned command held is not given back: the sanitizer is not to count it."""
-    monkeypatch.setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1")
+pytestmark = pytest.mark.usefixtures("abandoned_commands_leak")
 
 
 def answers(shell):
