@@ -70,10 +70,10 @@ char escape_letter(unsigned char c) {
 // What the quoted form of a string costs: line breaks make it dear, other escapes cheap.
 long quoted_cost(std::string_view text) {
     long cost = static_cast<long>(text.size());
-    for (const unsigned char c : text) {
+    for (const char c : text) {
         if (c == '\t' || c == '\n' || c == '\v' || c == '\r') {
             cost += out.width / 2;
-        } else if (!is_printable(c)) {
+        } else if (!is_printable(static_cast<unsigned char>(c))) {
             cost -= out.width / 4;
         }
     }
