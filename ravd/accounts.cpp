@@ -127,27 +127,61 @@ void Accounts::read_rows(int64_t last_number) {
 }
 
 bool Accounts::make_first(std::string &error) {
-    std::string password = random_password();
-    const std::string hash = hash_password(password, hash_cost_);
-    if (hash.empty()) {
-        error = "no password can be made for the first user";
-        return false;
-    }
     database_.begin();
-    Statement insert = database_.prepare("INSERT INTO account VALUES (1, 'admin', 1, 'admin', '', '', ?)");
-    insert.bind(1, hash).step();
-    insert = {};
-    database_.run("UPDATE account_numbers SET last = 1");
+    store_first();
     if (!database_.commit()) {
         error = database_.error();
         return false;
     }
     read_rows(1);
-    std::string line = "first start: the user admin has the password " + password;
+    tell_first();
+    return true;
+}
+
+// In the transaction that is open; a password that can't be made fails it.
+void Accounts::store_first() {
+    first_password_ = random_password();
+    const std::string hash = hash_password(first_password_, hash_cost_);
+    const int64_t number = table()->next_number();
+    Statement insert = database_.prepare("INSERT INTO account VALUES (?, 'admin', 1, 'admin', '', '', ?)");
+    insert.bind(1, number);
+    if (hash.empty()) {
+        database_.fail("no password can be made for the first user");
+    } else {
+        insert.bind(2, hash).step();
+    }
+    database_.prepare("UPDATE account_numbers SET last = ?").bind(1, number).step();
+}
+
+void Accounts::tell_first() {
+    std::string line = "first start: the user admin has the password " + first_password_;
     log_audit(line);  // at every log level: it is told this once
     wipe(line);
-    wipe(password);
-    return true;
+    wipe(first_password_);
+}
+
+void Accounts::store_reset() {
+    if (node_ == nullptr) return;
+    database_.run("DELETE FROM account; DELETE FROM token");
+    store_first();
+}
+
+void Accounts::reset() {
+    if (node_ == nullptr) return;
+    Model::Parts &parts = model_.parts();
+    Table &rows = parts.root->table(*node_);
+    std::vector<Account> gone;
+    for (const auto &record : rows.by_number()) gone.push_back(account_of(*record));
+    for (const Account &old : gone) {
+        rows.erase(old.number);
+        const std::string path = std::string(users) + std::to_string(old.number) + '.';
+        parts.record({RecordedChange::Kind::remove, path, {}, {}});
+        if (parts.listener) parts.listener->instance_deleted(std::string(users), old.number);
+        for (const Listener &listener : listeners_) listener({old.name, true, Role::guest, old.number});
+    }
+    read_rows(rows.next_number());
+    if (parts.listener) parts.listener->instance_added(std::string(users), rows.highest());
+    tell_first();
 }
 
 const Table *Accounts::table() const {

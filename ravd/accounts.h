@@ -49,6 +49,11 @@ class Accounts : private ModelKeeper {
     // when the database fails.
     bool load(std::string &error);
 
+    // To begin with the first user again: store_reset() in an open transaction of the database, and once that is
+    // committed reset(). The sessions of those who were there end; the new password is told as at a first start.
+    void store_reset();
+    void reset();
+
     // The enabled account of that user name, as the model has it now; nothing where there is none.
     std::optional<Account> find(std::string_view name) const;
     // The account of an instance, enabled or not.
@@ -66,6 +71,8 @@ class Accounts : private ModelKeeper {
 
     void read_rows(int64_t last_number);
     bool make_first(std::string &error);
+    void store_first();
+    void tell_first();
     void store(const Change &change);
     void end_tokens(uint32_t number);
     Account account_of(const Record &record) const;
@@ -77,6 +84,7 @@ class Accounts : private ModelKeeper {
     const SchemaNode *node_ = nullptr;  // Device.Users.User.; null where the schema has none
     std::vector<Account> before_;       // those that the changes being made are about
     std::vector<Listener> listeners_;
+    std::string first_password_;  // from its making until it is told
 };
 
 // Stores the hash of a user's password in the database of a daemon that does not run. Returns false and sets error

@@ -16,6 +16,7 @@
 #include "ravd/operations/operations.h"
 #include "ravd/options.h"
 #include "ravd/persist/database.h"
+#include "ravd/saved_configuration.h"
 #include "ravd/server.h"
 #include "ravd/set_password.h"
 #include "ravd/state_folder.h"
@@ -57,9 +58,11 @@ std::optional<int> run(const ravd::Options &options, ravd::Handover &kept) {
     if (!database.open(options.state, error)) return fail(error);
     ravd::Accounts accounts(*model, database, options.hash_cost);
     if (!accounts.load(error)) return fail(error);
+    ravd::SavedConfiguration saved(*model, database);
+    if (!saved.load(error)) return fail(error);
     ravd::restore_debug_mode(database);
     ravd::Tokens tokens(database);
-    ravd::Server server(options, *model, database, accounts, tokens);
+    ravd::Server server(options, *model, database, saved, accounts, tokens);
     if (!server.open(kept, error)) return fail(error);
     if (!server.run()) return 0;
     server.release(kept);

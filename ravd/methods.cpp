@@ -128,6 +128,13 @@ constexpr Parameter execute_parameters[] = {
     {"ParameterList", pairs, false, "Its arguments, named as below #input; null: not given."},
 };
 
+constexpr Parameter save_parameters[] = {
+    {"RestorePointName", text, false, "Name of a restore point to be saved as well."},
+};
+constexpr Parameter reset_parameters[] = {
+    {"CleanAll", flag, false, "Restore points and users go, too."},
+    {"DeviceMode", text, false, "For the device's own program; the daemon gives it no meaning."},
+};
 constexpr Parameter reboot_parameters[] = {
     {"Force", flag, false, "Also while firmware is being written, which is given up."},
     {"DeviceMode", text, false, "The device's mode from then on, a value of Device.DeviceInfo.DeviceMode."},
@@ -188,6 +195,8 @@ constexpr Method table[] = {
     {"DeleteObject", run_delete_object, delete_parameters, status_result, "Deletes an instance."},
     {"Execute", run_execute, execute_parameters, values_result,
      "Executes a method of the data model; gives its outputs, named as below #output."},
+    {"SaveConfig", run_save_config, save_parameters, nothing, "Saves the configuration for the next start."},
+    {"FactoryReset", run_factory_reset, reset_parameters, nothing, "Brings the defaults back, running and saved."},
     {"Reboot", run_reboot, reboot_parameters, nothing, "Restarts the device; the reply comes before it goes down."},
     {"Download", run_download, download_parameters, download_result, "Takes a file onto the device."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},

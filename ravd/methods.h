@@ -19,6 +19,7 @@ namespace ravd {
 
 class Accounts;
 class Audit;
+class Checkpoint;
 class Database;
 class Events;
 class Logins;
@@ -26,6 +27,7 @@ class Member;
 class Model;
 class Programs;
 class Restart;
+class SavedConfiguration;
 class Sessions;
 class Tokens;
 class Upgrades;
@@ -49,6 +51,8 @@ struct Services {
     Programs &programs;
     Restart &restart;
     Upgrades &upgrades;
+    SavedConfiguration &saved;
+    Checkpoint &checkpoint;
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

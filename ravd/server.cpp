@@ -13,8 +13,10 @@
 
 #include "libglobal/net/destination.h"
 #include "ravd/log.h"
+#include "ravd/model/configuration.h"
 #include "ravd/model/parts.h"
 #include "ravd/password.h"
+#include "ravd/persist/database.h"
 
 namespace ravd {
 
@@ -78,7 +80,8 @@ bool is_same_file(const std::string &path, const struct stat &known) {
 
 }  // namespace
 
-Server::Server(const Options &options, Model &model, Database &database, Accounts &accounts, Tokens &tokens)
+Server::Server(const Options &options, Model &model, Database &database, SavedConfiguration &saved, Accounts &accounts,
+               Tokens &tokens)
     : options_(options),
       model_(model),
       base_(new_base()),
@@ -91,6 +94,7 @@ Server::Server(const Options &options, Model &model, Database &database, Account
       restart_(std::make_unique<Restart>(base_, *programs_, [this] { return all_sent(); })),
       upgrades_(std::make_unique<Upgrades>(
           Upgrades::Surroundings{base_, sessions_, events_, *restart_, *programs_, options.limits})),
+      checkpoint_(std::make_unique<Checkpoint>(base_, [this](const std::string &document) { restore(document); })),
       services_{.base = base_,
                 .model = model,
                 .sessions = sessions_,
@@ -105,7 +109,9 @@ Server::Server(const Options &options, Model &model, Database &database, Account
                 .logins = *logins_,
                 .programs = *programs_,
                 .restart = *restart_,
-                .upgrades = *upgrades_} {
+                .upgrades = *upgrades_,
+                .saved = saved,
+                .checkpoint = *checkpoint_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
@@ -135,6 +141,7 @@ Server::~Server() {
     programs_.reset();
     workers_.reset();
     logins_.reset();
+    checkpoint_.reset();
     restart_.reset();
     event_base_free(base_);
 }
@@ -205,8 +212,20 @@ void Server::listen_on(int fd, Transport transport, size_t index) {
     listeners_.push_back({std::make_unique<Listener>(base_, fd, transport, accepted), transport, index});
 }
 
+// A checkpoint was not confirmed.
+void Server::restore(const std::string &document) {
+    log_warning("the checkpoint was not confirmed: its configuration comes back");
+    if (const Fault fault = import_configuration(model_, document)) {
+        log_error("the checkpoint can't be restored: %s", fault.detail.c_str());
+        return;
+    }
+    events_.publish(system_group, R"({"Event":"CheckpointRestored"})");
+}
+
 bool Server::run() {
-    events_.announce(system_group, R"({"Event":"Boot"})", boot_is_news);
+    const char *boot =
+        services_.database.is_copy() ? R"({"Event":"Boot","Configuration":"LastGoodCopy"})" : R"({"Event":"Boot"})";
+    events_.announce(system_group, boot, boot_is_news);
     log_info("ready");
     event_base_dispatch(base_);
     if (!stopped_ && restart_->is_due()) {

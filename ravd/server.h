@@ -10,6 +10,7 @@
 
 #include "ravd/admission.h"
 #include "ravd/audit.h"
+#include "ravd/checkpoint.h"
 #include "ravd/connection.h"
 #include "ravd/events.h"
 #include "ravd/firmware/upgrade.h"
@@ -28,7 +29,8 @@ namespace ravd {
 class Server : private ConnectionHost {
  public:
     // Borrows all. Becomes the model's listener and recorder, and one of the accounts'.
-    Server(const Options &options, Model &model, Database &database, Accounts &accounts, Tokens &tokens);
+    Server(const Options &options, Model &model, Database &database, SavedConfiguration &saved, Accounts &accounts,
+           Tokens &tokens);
     ~Server();
 
     // Opens every socket, but for those that the daemon has left that ran before: they are taken out of kept. Returns
@@ -56,6 +58,7 @@ class Server : private ConnectionHost {
     void stop();
     void accept(int fd, const Peer &peer);
     void wake();
+    void restore(const std::string &document);
     void turn();
 
     const Options &options_;
@@ -73,6 +76,7 @@ class Server : private ConnectionHost {
     std::unique_ptr<Programs> programs_;
     std::unique_ptr<Restart> restart_;
     std::unique_ptr<Upgrades> upgrades_;
+    std::unique_ptr<Checkpoint> checkpoint_;
     Services services_;
     struct Listening {
         std::unique_ptr<Listener> listener;

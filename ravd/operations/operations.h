@@ -36,6 +36,12 @@ Fault run_ns_lookup(const Call &call, const Operation &operation, NamedValues &o
 void restore_debug_mode(Database &database);  // to what is kept for the daemon's start
 Fault run_debug(const Call &call, const Operation &operation, NamedValues &outputs);
 
+// local_config.cpp
+Fault run_diff(const Call &call, const Operation &operation, NamedValues &outputs);
+Fault run_restore(const Call &call, const Operation &operation, NamedValues &outputs);
+Fault run_checkpoint(const Call &call, const Operation &operation, NamedValues &outputs);
+Fault run_confirm(const Call &call, const Operation &operation, NamedValues &outputs);
+
 // tokens.cpp
 Fault run_create_token(const Call &call, const Operation &operation, NamedValues &outputs);
 Fault run_revoke_tokens(const Call &call, const Operation &operation, NamedValues &outputs);

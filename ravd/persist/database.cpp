@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "ravd/log.h"
+#include "ravd/persist/good_copy.h"
 
 namespace ravd {
 
@@ -24,6 +25,8 @@ constexpr const char *migrations[] = {
     "CREATE TABLE token (hash TEXT PRIMARY KEY, account INTEGER NOT NULL, created INTEGER NOT NULL);"
     "CREATE INDEX token_account ON token (account);",
     "CREATE TABLE setting (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;",
+    // The one that the next start loads has no name, restore points have theirs.
+    "CREATE TABLE configuration (name TEXT PRIMARY KEY, document TEXT NOT NULL, saved INTEGER NOT NULL);",
 };
 
 constexpr const char *settings =
@@ -47,18 +50,8 @@ bool put_aside(const std::string &path, std::string &error) {
         return false;
     }
     rename((path + "-journal").c_str(), (aside + "-journal").c_str());
-    log_error("%s: damaged; put aside as %s, and begun anew", path.c_str(), aside.c_str());
+    log_error("%s: damaged; put aside as %s", path.c_str(), aside.c_str());
     return true;
-}
-
-// Makes the file, so that nobody but its owner can ever open it; SQLite would go by the umask.
-bool make_file(const std::string &path, std::string &error) {
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    struct stat file = {};
-    const bool usable = fd >= 0 && fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && fchmod(fd, 0600) == 0;
-    if (!usable) error = path + ": " + (fd >= 0 && !S_ISREG(file.st_mode) ? "no regular file" : strerror(errno));
-    if (fd >= 0) close(fd);
-    return usable;
 }
 
 }  // namespace
@@ -101,15 +94,30 @@ Database::~Database() {
 }
 
 bool Database::open(const std::string &folder, std::string &error) {
-    const std::string path = folder + "/ravd.db";
-    for (bool again = true;; again = false) {
-        if (!make_file(path, error)) return false;
+    error.clear();
+    path_ = folder + "/ravd.db";
+    if (!open_file(path_, error)) return false;
+    // One that was made from nothing, or by an older version, has no copy of this kind yet.
+    copy();
+    return true;
+}
+
+// What is there, else the last good copy, else a new one.
+bool Database::open_file(const std::string &path, std::string &error) {
+    for (bool copied = false;; copied = true) {
+        struct stat file;
+        if (lstat(path.c_str(), &file) != 0 && errno == ENOENT && !copied && use_good_copy(path, error)) {
+            log_error("%s: the last good copy is used", path.c_str());
+            origin_ = Origin::last_good_copy;
+        }
+        if (!error.empty() || !make_private_file(path, error)) return false;
         const int result = prepare_file(path);
         if (result == SQLITE_OK) return true;
         error = path + ": " + error_;
         sqlite3_close_v2(handle_);
         handle_ = nullptr;
-        if (!again || !is_damage(result) || !put_aside(path, error)) return false;
+        if (!is_damage(result) || !put_aside(path, error)) return false;
+        error.clear();
         clear();
     }
 }
@@ -169,11 +177,21 @@ bool Database::begin() {
 }
 
 bool Database::commit() {
-    if (!failed() && run("COMMIT")) return true;
+    if (!failed() && run("COMMIT")) {
+        copy();
+        return true;
+    }
     const std::string reason = error_;
     roll_back();
     error_ = reason;
     return false;
+}
+
+// A copy that can't be made undoes nothing of what is durable.
+void Database::copy() {
+    std::string error;
+    if (!make_good_copy(handle_, path_, error))
+        log_warning("the last good copy stays an earlier one: %s", error.c_str());
 }
 
 void Database::roll_back() {

@@ -41,18 +41,26 @@ class Database {
     Database &operator=(const Database &) = delete;
 
     // Opens the file in folder, makes it where there is none, and brings its tables up to date in one transaction. A
-    // damaged file is put aside as "ravd.db.corrupt-N", which is logged, and a new one begun. Returns false and sets
-    // error on any other failure.
+    // damaged file is put aside as "ravd.db.corrupt-N"; then the last good copy is used (good_copy.h), or else a new
+    // one begun; both are logged. Returns false and sets error on any other failure.
     bool open(const std::string &folder, std::string &error);
+    // Whether what was opened is the copy, which may lack what was stored last.
+    bool is_copy() const { return origin_ == Origin::last_good_copy; }
 
     Statement prepare(std::string_view sql);
     // Runs a statement without parameters or rows. Returns false on failure.
     bool run(const char *sql);
 
-    // begin() forgets earlier failures; commit() fails when anything since then did, and takes all of it back.
+    // begin() forgets earlier failures; commit() fails when anything since then did, and takes all of it back. What has
+    // been committed has reached the disk, and the last good copy, too, unless that was logged to have failed.
     bool begin();
     bool commit();
     void roll_back();
+
+    // Has the transaction that is open fail.
+    void fail(const char *reason) {
+        if (error_.empty()) error_ = reason;
+    }
 
     // What failed last, for the log; "" when nothing has since clear().
     const std::string &error() const { return error_; }
@@ -61,10 +69,16 @@ class Database {
 
  private:
     friend class Statement;
+    enum class Origin { own_file, last_good_copy };
+
+    bool open_file(const std::string &path, std::string &error);
     int prepare_file(const std::string &path);
     bool migrate();
+    void copy();
     void fail();
 
+    std::string path_;
+    Origin origin_ = Origin::own_file;
     sqlite3 *handle_ = nullptr;
     std::string error_;
 };

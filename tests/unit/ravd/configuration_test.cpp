@@ -195,9 +195,8 @@ TEST_F(ConfigurationTest, DifferencesAreNamed) {
     must_set("Device.Info.Password", R"("secret")");
     add("Device.Net.Rule.");
     del("Device.Net.Rule.1.");
-    EXPECT_EQ(
-        differences(before, exported()),
-        R"(=Device.Info.Name:"villa":"shed" =Device.Info.Password:***:*** -Device.Net.Rule.1.:: +Device.Net.Rule.2.:: )");
+    EXPECT_EQ(differences(before, exported()), R"(=Device.Info.Name:"villa":"shed" =Device.Info.Password:***:*** )"
+                                               R"(-Device.Net.Rule.1.:: +Device.Net.Rule.2.:: )");
     EXPECT_EQ(differences(exported(), exported()), "");
 }
 

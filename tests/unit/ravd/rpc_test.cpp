@@ -10,6 +10,7 @@
 
 #include "ravd/accounts.h"
 #include "ravd/audit.h"
+#include "ravd/checkpoint.h"
 #include "ravd/events.h"
 #include "ravd/firmware/upgrade.h"
 #include "ravd/handlers/programs.h"
@@ -17,6 +18,7 @@
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
 #include "ravd/restart.h"
+#include "ravd/saved_configuration.h"
 #include "ravd/tokens.h"
 #include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
@@ -37,6 +39,7 @@ class RpcTest : public testing::Test {
         upgrades = std::make_unique<Upgrades>(
             Upgrades::Surroundings{base.get(), sessions, *events, restart, programs, limits});
         accounts = std::make_unique<Accounts>(*model, database, lowest_hash_cost);
+        saved = std::make_unique<SavedConfiguration>(*model, database);
     }
     void TearDown() override { std::filesystem::remove_all(folder); }
 
@@ -56,7 +59,9 @@ class RpcTest : public testing::Test {
                              .logins = logins,
                              .programs = programs,
                              .restart = restart,
-                             .upgrades = *upgrades};
+                             .upgrades = *upgrades,
+                             .saved = *saved,
+                             .checkpoint = checkpoint};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -71,6 +76,7 @@ class RpcTest : public testing::Test {
     Tokens tokens{database};
     Audit audit;
     std::unique_ptr<Accounts> accounts;
+    std::unique_ptr<SavedConfiguration> saved;
     TestMember member{sessions};
     const std::unique_ptr<event_base, decltype(&event_base_free)> base{event_base_new(), event_base_free};
     Workers workers{base.get(), 1, 1};
@@ -79,6 +85,7 @@ class RpcTest : public testing::Test {
     Programs programs{base.get(), {}};
     Restart restart{base.get(), programs, [] { return true; }};
     std::unique_ptr<Upgrades> upgrades;
+    Checkpoint checkpoint{base.get(), [](const std::string &) {}};
     int steps = 0;
 };
 
