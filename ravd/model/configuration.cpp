@@ -1,6 +1,7 @@
 // Exporting and comparing.
 #include "ravd/model/configuration.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -47,11 +48,14 @@ void Export::take(Record &record, const Shape &shape, const std::string &prefix)
 
 void Export::take_table(Table &table, const std::string &name) {
     if (table.next_number() == 1) return;  // there has never been an instance
+    const Shape &shape = *table.node().instance().shape;
+    const auto lasts = [inside = holds_configuration(shape)](const Record &row) { return inside || !row.is_live(); };
     append_comma(tables_);
     tables_ += "{\"Name\":";
     append_json_string(tables_, name);
     tables_ += ",\"Last\":" + std::to_string(table.next_number() - 1) + ",\"Rows\":[";
-    table.for_each([this](const Record &row) {
+    table.for_each([&](const Record &row) {
+        if (!lasts(row)) return;
         append_comma(tables_);
         if (!row.is_live()) {
             tables_ += std::to_string(row.number());
@@ -72,7 +76,7 @@ std::string Export::document() const {
            ",\"Tables\":" + tables_ + "],\"Values\":" + values_ + "}}";
 }
 
-// A document as sets: the instances, closed, and the texts of the values.
+// A document as sets: the instances that users have added, closed, and the texts of the values.
 struct Content {
     std::set<std::string> instances;
     std::map<std::string, std::string> values;
@@ -85,8 +89,7 @@ struct Content {
         json_array_foreach(json_object_get(json.get(), "Tables"), index, table) {
             const char *path = json_string_value(json_object_get(table, "Name"));
             json_array_foreach(json_object_get(table, "Rows"), place, row) {
-                const json_t *number = json_is_array(row) ? json_array_get(row, 0) : row;
-                instances.insert(path + std::to_string(json_integer_value(number)) + '.');
+                if (json_is_integer(row)) instances.insert(path + std::to_string(json_integer_value(row)) + '.');
             }
         }
         json_object_foreach(json_object_get(json.get(), "Values"), name, value) append_json(values[name], value);
@@ -110,15 +113,13 @@ bool is_configured(const SchemaNode &parameter) {
     return is_held && !parameter.fixed && !parameter.runtime;
 }
 
-// Of a table that users can neither add to nor set anything in, nothing lasts.
+bool holds_configuration(const Shape &shape) {
+    return std::ranges::any_of(shape.parameters, [](auto *node) { return is_configured(*node); }) ||
+           std::ranges::any_of(shape.tables, [](auto *node) { return is_configured_table(*node); });
+}
+
 bool is_configured_table(const SchemaNode &object) {
-    const Shape &shape = *object.instance().shape;
-    const auto any = [](const auto &nodes, auto fits) {
-        for (const SchemaNode *node : nodes)
-            if (fits(*node)) return true;
-        return false;
-    };
-    return !object.fixed || any(shape.parameters, is_configured) || any(shape.tables, is_configured_table);
+    return !object.fixed || holds_configuration(*object.instance().shape);
 }
 
 std::string export_configuration(Model &model, Secrets secrets) {

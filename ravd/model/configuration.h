@@ -38,8 +38,8 @@ struct Difference {
     std::string path;           // full name: of a parameter, or of an instance, closed
     std::string before, after;  // of set: compact JSON, "" for the default; "***" for secrets
 };
-// What was done to the configuration before to make it the one after; both are documents of this model with secrets.
-// In the order of the names.
+// What users did to the configuration before to make it the one after; both are documents of this model with secrets.
+// Instances of providers come and go by themselves and are not told. In the order of the names.
 std::vector<Difference> compare_configurations(Model &model, std::string_view before, std::string_view after);
 
 }  // namespace ravd

@@ -11,6 +11,10 @@ ROWS = {
     "Device.DNS.Diagnostics.NSLookup": {"HostName": "name.invalid", "DNSServer": "127.0.0.1:1", "Timeout": 50},
     "Device.IP.Diagnostics.IPPing": {"Host": "127.0.0.1", "NumberOfRepetitions": 1},
     "Device.IP.Diagnostics.TraceRoute": {"Host": "127.0.0.1", "NumberOfRepetitions": 1},
+    "Device.LocalConfig.Checkpoint": {"Timeout": 60},
+    "Device.LocalConfig.Confirm": {},
+    "Device.LocalConfig.Diff": {},
+    "Device.LocalConfig.Restore": {"Name": "one"},
     "Device.System.Debug": {"Mode": "Temporary", "UserPassword": "secret"},
     "Device.Users.User.{i}.CreateToken": {},
     "Device.Users.User.{i}.RevokeTokens": {},
@@ -42,6 +46,9 @@ def boss(ravd):
     with ravd.connect() as client:
         add_user(client, "boss", role="admin")
         assert log_in(client, "boss") == 0
+        client.result("SaveConfig", {"RestorePointName": "one"})
+        client.result("Execute", {"Path": "Device.LocalConfig.Checkpoint",
+                                  "ParameterList": [{"Name": "Timeout", "Value": 60}]})  # there is one to be confirmed
         yield client
 
 
@@ -71,6 +78,8 @@ def test_wrong_input(boss, pattern):
 
 @pytest.mark.parametrize("pattern", SCHEMA)
 def test_right_input(boss, pattern):
+    if pattern.endswith(".Checkpoint"):
+        execute(boss, "Device.LocalConfig.Confirm", {})  # one at a time
     reply = execute(boss, pattern, ROWS[pattern])
     if "lets no echo request out" in str(reply):
         pytest.skip("the system lets no echo request out")
