@@ -89,10 +89,17 @@ class ImageReader {
         if (archive_read_next_header(archive_.get(), &entry_) != ARCHIVE_OK) return false;
         const char *name = archive_entry_pathname(entry_);
         name_ = name != nullptr ? name : "";
-        return archive_format(archive_.get()) == ARCHIVE_FORMAT_TAR_USTAR &&
-               archive_entry_filetype(entry_) == AE_IFREG && archive_entry_hardlink(entry_) == nullptr &&
-               archive_entry_symlink(entry_) == nullptr && archive_entry_size_is_set(entry_) &&
+        return archive_format(archive_.get()) == ARCHIVE_FORMAT_TAR_USTAR && is_plain_header() &&
+               archive_entry_filetype(entry_) == AE_IFREG && archive_entry_size_is_set(entry_) &&
                archive_entry_size(entry_) >= 0;
+    }
+
+    // The first header of the entry is the one of a regular file. To libarchive, entries with other headers before, and
+    // of types that it does not know, are regular files, too.
+    bool is_plain_header() const {
+        constexpr off_t type_offset = 156;
+        char type = 0;
+        return pread(fd_, &type, 1, archive_read_header_position(archive_.get()) + type_offset) == 1 && type == '0';
     }
 
     uint64_t size() const { return static_cast<uint64_t>(archive_entry_size(entry_)); }
