@@ -2,6 +2,12 @@
 
 USERS = "Device.Users.User."
 
+# Options of a daemon: after a refused login or two its peer waits for ever, or none ever waits.
+FOR_EVER = "3600000"  # ms
+LONG_PAUSES = ("--limit", "login-free=1", "--limit", f"login-pause-ms={FOR_EVER}", "--limit",
+               f"login-pause-max-ms={FOR_EVER}")
+NO_PAUSES = ("--limit", "login-free=1000000")
+
 
 def set_user(client, number, **values):
     """Sets parameters of a user: Username, Password, Role, Enable."""

@@ -15,6 +15,7 @@ from editor import DRIVER, Editor  # noqa: E402
 from middleman import Middleman  # noqa: E402
 from private_tmp import private_tmp  # noqa: E402
 from screen import Screen  # noqa: E402
+from users import add_user  # noqa: E402
 
 
 @pytest.fixture
@@ -42,6 +43,20 @@ def ravd(start_ravd):
 def daemon(start_ravd):
     """A daemon that is reached over TCP, too, and takes passwords there."""
     return start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
+
+
+@pytest.fixture
+def start_with_users(start_ravd):
+    """Starts daemons with the users anna (user) and boss (admin): start_with_users(*options)."""
+
+    def start(*options):
+        daemon = start_ravd(*options)
+        with daemon.connect() as client:
+            daemon.anna = add_user(client, "anna")
+            daemon.boss = add_user(client, "boss", role="admin")
+        return daemon
+
+    return start
 
 
 @pytest.fixture

@@ -1,4 +1,4 @@
-"""Logging in and out: who is let in, how long it lasts, and what refusals cost."""
+"""Logging in and out: who is let in, and how long it lasts."""
 
 import json
 import os
@@ -8,45 +8,27 @@ import subprocess
 
 import pytest
 from daemon import RAVC
-from memory import is_in_memory
-from users import add_user, code_of, current_user, delete_user, has_system_access, log_in, rights, set_user
+from users import (LONG_PAUSES, NO_PAUSES, add_user, current_user, delete_user, has_system_access, log_in, rights,
+                   set_user)
 
 SECRET = "0123456789abcdef0123456789abcdef"
-FOR_EVER = "3600000"  # ms
-LONG_PAUSES = ("--limit", "login-free=1", "--limit", f"login-pause-ms={FOR_EVER}", "--limit",
-               f"login-pause-max-ms={FOR_EVER}")
-NO_PAUSES = ("--limit", "login-free=1000000")
 
 root_only = pytest.mark.skipif(os.geteuid() != 0, reason="needs another user to connect as")
 
 
 @pytest.fixture
-def start(start_ravd):
-    """Starts a daemon with the users anna (user) and boss (admin); options as they stand."""
-
-    def start_with_users(*options):
-        daemon = start_ravd(*options)
-        with daemon.connect() as admin:
-            daemon.anna = add_user(admin, "anna")
-            daemon.boss = add_user(admin, "boss", role="admin")
-        return daemon
-
-    return start_with_users
+def daemon(start_with_users):
+    return start_with_users(*NO_PAUSES)
 
 
 @pytest.fixture
-def daemon(start):
-    return start(*NO_PAUSES)
-
-
-@pytest.fixture
-def secure(start, certificate):
+def secure(start_with_users, certificate):
     """A daemon with TLS on TCP, and how to connect to it: (daemon, connect)."""
     chain, key = certificate
     context = ssl.create_default_context(cafile=chain)
 
     def start_secure(*options):
-        daemon = start("--listen", "tcp://127.0.0.1:0", "--tls-cert", chain, "--tls-key", key, *options)
+        daemon = start_with_users("--listen", "tcp://127.0.0.1:0", "--tls-cert", chain, "--tls-key", key, *options)
 
         def connect(source=None):
             return daemon.connect_tcp(lambda sock: context.wrap_socket(sock, server_hostname="localhost"), source)
@@ -93,14 +75,14 @@ def test_parameters_are_checked(daemon):
         assert rights(client) == "admin"
 
 
-def test_password_over_tls_and_over_plain_tcp(start, secure):
+def test_password_over_tls_and_over_plain_tcp(start_with_users, secure):
     daemon, connect = secure()
     with connect() as client:
         assert rights(client) == "guest"
         assert log_in(client, "anna") == 0 and rights(client) == "user"
-    with start("--listen", "tcp://127.0.0.1:0").connect_tcp() as client:
+    with start_with_users("--listen", "tcp://127.0.0.1:0").connect_tcp() as client:
         assert log_in(client, "anna") == 9001 and rights(client) == "guest"
-    lenient = start("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
+    lenient = start_with_users("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
     assert "<4>passwords are taken over TCP without TLS" in lenient.log()
     with lenient.connect_tcp() as client:
         assert log_in(client, "anna", "wrong") == 9001
@@ -235,8 +217,8 @@ def test_requests_behind_a_login_wait_for_it(daemon):
             assert users == [user for _, _, user in steps]
 
 
-def test_until_the_outcome_the_session_has_the_rights_it_had(start):
-    daemon = start(*LONG_PAUSES)
+def test_until_the_outcome_the_session_has_the_rights_it_had(start_with_users):
+    daemon = start_with_users(*LONG_PAUSES)
     with daemon.connect() as requests, daemon.connect() as events:
         requests.hello(SECRET)
         events.hello(SECRET, "events")
@@ -296,89 +278,6 @@ def test_large_messages_are_for_who_has_logged_in(secure):
         client.request("Event", large)
         assert client.message()["error"]["code"] == -32600
         assert client.ended()
-
-
-# --- refusals
-
-
-def test_only_the_peer_that_was_refused_has_to_wait(start):
-    daemon = start(*LONG_PAUSES, "--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
-    connect = daemon.connect_tcp
-    with connect() as bad, connect() as same, connect(source="127.0.0.2") as other, daemon.connect() as local:
-        assert [log_in(bad, "anna", "wrong") for _ in range(2)] == [9001, 9001]
-        same.request("Login", {"User": "anna", "Password": "secret"})
-        assert log_in(local, "anna") == 0 and log_in(other, "anna") == 0
-        assert bad.ping()
-        assert not same.readable()
-
-
-def test_after_the_pause_the_password_is_looked_at(start):
-    daemon = start("--limit", "login-free=0", "--limit", "login-pause-ms=50")
-    with daemon.connect() as client:
-        assert [log_in(client, "anna", "wrong") for _ in range(3)] == [9001] * 3
-        assert log_in(client, "anna") == 0
-        assert current_user(client) == "anna"
-
-
-def test_too_many_that_wait_are_refused_at_once_and_who_goes_makes_room(start):
-    daemon = start(*LONG_PAUSES, "--limit", "login-waiting=1")
-    login = {"User": "anna", "Password": "secret"}
-    with daemon.connect() as client, daemon.connect() as first, daemon.connect() as second:
-        assert [log_in(client, "anna", "wrong") for _ in range(2)] == [9001, 9001]
-        first.request("Login", login)
-        assert client.ping()
-        assert code_of(second.call("Login", login)) == 9001
-        first.close()
-        while True:  # until the daemon has seen that it has gone
-            wanted = second.request("Login", login)
-            if not second.readable(0.2):
-                break
-            assert code_of(second.reply(wanted)) == 9001
-
-
-def test_client_that_goes_while_its_password_is_looked_at(daemon):
-    for _ in range(50):
-        with daemon.connect() as client:
-            client.request("Login", {"User": "anna", "Password": "secret"})
-    with daemon.connect() as client:
-        assert log_in(client, "anna") == 0
-
-
-def test_thousand_wrong_logins_leave_others_alone(start):
-    daemon = start(*NO_PAUSES)
-    wrong = {"jsonrpc": "2.0", "method": "Login", "params": {"User": "anna", "Password": "wrong"}, "id": 1}
-    with daemon.connect() as attacker, daemon.connect() as client:
-        attacker.send("".join(json.dumps(wrong) + "\n" for _ in range(1000)))
-        while not attacker.readable():
-            assert client.ping()
-        for _ in range(200):
-            assert client.ping()
-        assert log_in(client, "anna") == 0
-        for _ in range(1000):
-            assert attacker.message()["error"]["code"] == 9001
-
-
-def test_log_tells_refusals_without_what_was_typed(start):
-    daemon = start("--log-level", "debug")
-    with daemon.connect() as client:
-        assert log_in(client, "anna", "kanarienvogel") == 9001
-        assert log_in(client, "Zeisig", "kanarienvogel") == 9001
-        assert client.code("Login", {"User": "Zeisig"}) == 9001
-    lines = [line for line in daemon.log().splitlines() if "login refused" in line]
-    uid = os.geteuid()
-    assert lines[:2] == [f"<4>login refused: user anna, uid {uid}: wrong name or password",
-                         f"<4>login refused: an unknown user, uid {uid}: wrong name or password"]
-    assert len(lines) == 3
-    assert "kanarienvogel" not in daemon.log() and "Zeisig" not in daemon.log()
-
-
-def test_password_is_nowhere_in_memory(daemon):
-    with daemon.connect() as client:
-        for password in "kanarienvogel", "kanarienvogel" * 100:
-            assert log_in(client, "anna", password) == 9001
-            assert log_in(client, password, "wrong") == 9001
-        assert client.ping()
-        assert not is_in_memory(daemon.pid, "kanarienvogel")
 
 
 # --- ravc
