@@ -172,7 +172,8 @@ class ImageReader {
         if (text != hash.hex() + "\n") return damaged("it is not what its digest says");
         source_->offset += static_cast<off_t>(text.size());
         struct stat file = {};
-        if (fstat(fd_, &file) != 0 || file.st_size % block_size != 0) return damaged("it is cut short");
+        if (fstat(fd_, &file) != 0 || file.st_size % static_cast<off_t>(block_size) != 0)
+            return damaged("it is cut short");
         if (static_cast<size_t>(file.st_size) < begin + 3 * block_size) return damaged("it is cut short");
         for (std::string_view chunk; !(chunk = source_->next()).empty();)
             if (chunk.find_first_not_of('\0') != chunk.npos) return damaged("something follows its end");
