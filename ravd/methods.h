@@ -19,6 +19,7 @@ namespace ravd {
 
 class Accounts;
 class Audit;
+class Changes;
 class Checkpoint;
 class Database;
 class Events;
@@ -53,6 +54,7 @@ struct Services {
     Upgrades &upgrades;
     SavedConfiguration &saved;
     Checkpoint &checkpoint;
+    Changes &changes;
 };
 
 // The reply to a call that is answered later. Whoever works on it holds it; the connection takes no further request

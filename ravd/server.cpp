@@ -91,6 +91,8 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
       workers_(std::make_unique<Workers>(base_, worker_threads, worker_queue)),
       logins_(std::make_unique<Logins>(base_, login_rules(options, accounts), sessions_, *workers_, options.limits)),
       programs_(std::make_unique<Programs>(base_, program_limits(options.limits))),
+      redraws_(std::make_unique<Redraws>(base_, model, *programs_)),
+      changes_(std::make_unique<Changes>(model, *programs_, *redraws_, options.limits.programs_waiting)),
       restart_(std::make_unique<Restart>(base_, *programs_, [this] { return all_sent(); })),
       upgrades_(std::make_unique<Upgrades>(
           Upgrades::Surroundings{base_, sessions_, events_, *restart_, *programs_, options.limits})),
@@ -111,7 +113,8 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
                 .restart = *restart_,
                 .upgrades = *upgrades_,
                 .saved = saved,
-                .checkpoint = *checkpoint_} {
+                .checkpoint = *checkpoint_,
+                .changes = *changes_} {
     sessions_.set_local_users([&accounts](uid_t uid) { return find_local_user(accounts, uid); });
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
@@ -138,6 +141,8 @@ Server::~Server() {
     for (event *each : signals_) event_free(each);
     event_free(turn_);
     upgrades_.reset();
+    changes_.reset();
+    redraws_.reset();
     programs_.reset();
     workers_.reset();
     logins_.reset();

@@ -14,7 +14,9 @@
 #include "ravd/connection.h"
 #include "ravd/events.h"
 #include "ravd/firmware/upgrade.h"
+#include "ravd/handlers/changes.h"
 #include "ravd/handlers/programs.h"
+#include "ravd/handlers/redraws.h"
 #include "ravd/handover.h"
 #include "ravd/listener.h"
 #include "ravd/login.h"
@@ -74,6 +76,8 @@ class Server : private ConnectionHost {
     std::unique_ptr<Logins> logins_;
     Audit audit_;
     std::unique_ptr<Programs> programs_;
+    std::unique_ptr<Redraws> redraws_;
+    std::unique_ptr<Changes> changes_;
     std::unique_ptr<Restart> restart_;
     std::unique_ptr<Upgrades> upgrades_;
     std::unique_ptr<Checkpoint> checkpoint_;

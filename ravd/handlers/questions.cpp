@@ -33,11 +33,13 @@ bool is_blank(const std::string &text) {
 
 }  // namespace
 
-Question::Question(Action action, std::string_view path, const Viewer &viewer) : text_("{") {
+Question::Question(Action action, std::string_view path) : text_("{") {
     add("action", std::string(action_name(action)));
     add("path", std::string(path));
-    add("user", viewer.user);
-    add("role", std::string(role_name(viewer.role)));
+}
+
+Question &Question::by(const Viewer &viewer) {
+    return add("user", viewer.user).add("role", std::string(role_name(viewer.role)));
 }
 
 void Question::append_name(std::string_view name) {

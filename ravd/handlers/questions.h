@@ -14,7 +14,10 @@ namespace ravd {
 // {"action":"get","path":"Device.X.Y","user":"ann","role":"admin", …}
 class Question {
  public:
-    Question(Action action, std::string_view path, const Viewer &viewer);
+    Question(Action action, std::string_view path);
+
+    // Who asks.
+    Question &by(const Viewer &viewer);
 
     Question &add(std::string_view name, const Value &value);
     // A member that is an object of such members, up to end().

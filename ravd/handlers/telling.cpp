@@ -85,7 +85,7 @@ void Telling::ask_some() {
 }
 
 bool Telling::ask(const Teller &teller) {
-    std::string question = Question(Action::get, teller.path, call_.viewer()).text();
+    std::string question = Question(Action::get, teller.path).by(call_.viewer()).text();
     const auto id = std::make_shared<Programs::Id>();
     const auto done = [self = shared_from_this(), teller, id](const ProgramOutcome &outcome) {
         self->asked_.erase(*id);

@@ -102,6 +102,16 @@ std::string full_name(const SchemaNode &node, const Record &record) {
     return name;
 }
 
+CutName cut_name(const SchemaNode &node, const Record &record, const SchemaNode &at) {
+    const std::string name = full_name(node, record);
+    const Record *in = &record;
+    for (const SchemaNode *each = &node; each != &at; each = each->parent)
+        if (each->is_instance()) in = in->holder();
+    std::string path = full_name(at, *in);
+    std::string rest = name.substr(path.size());
+    return {std::move(path), std::move(rest)};
+}
+
 std::vector<Place> present_places(const Path &path, Model::Parts &parts, LiveSync &sync) {
     Expansion expansion(path, sync);
     if (!path.in_method) expansion.expand(0, *parts.root, "");

@@ -37,6 +37,12 @@ std::string reply_name(const Path &path);
 // The full name of the node that record holds, or is the instance of; closed unless it is a parameter. "" for the root.
 std::string full_name(const SchemaNode &node, const Record &record);
 
+// A full name in two: up to a node at or above its own, closed as above, and the rest.
+struct CutName {
+    std::string path, rest;
+};
+CutName cut_name(const SchemaNode &node, const Record &record, const SchemaNode &at);
+
 // One place that a name stands for.
 struct Place {
     const SchemaNode *node;

@@ -12,16 +12,6 @@ namespace {
 
 constexpr int internal_error = 9002;
 
-// The parameter's name below its teller, which record becomes the one of.
-std::string name_below_teller(const SchemaNode &parameter, const Record *&record) {
-    std::string name;
-    for (const SchemaNode *at = &parameter; at != parameter.teller; at = at->parent) {
-        name.insert(0, (at->is_instance() ? std::to_string(record->number()) : at->name) + (name.empty() ? "" : "."));
-        if (at->is_instance()) record = record->holder();
-    }
-    return name;
-}
-
 }  // namespace
 
 ToldValues::Use::Use(Model &model, ToldValues &told) : model_(model) {
@@ -33,9 +23,7 @@ ToldValues::Use::~Use() {
 }
 
 ToldValues::Finding ToldValues::find(const SchemaNode &parameter, const Record &record) {
-    const Record *holder = &record;
-    const std::string name = name_below_teller(parameter, holder);
-    std::string path = full_name(*parameter.teller, *holder);
+    auto [path, name] = cut_name(parameter, record, *parameter.teller);
     const auto [answer, is_new] = answers_.try_emplace(path);
     if (is_new) wanted_.push_back({std::move(path), parameter.teller});
     if (answer->second.code != 0) return {answer->second.code, nullptr};

@@ -1,6 +1,8 @@
 // The writing operations on the model. Like the reading ones (read.h) each appends its result object to result, or
 // returns a fault; then neither result nor the model has changed. Whoever listens to the model is told of every change,
-// in order. Rights are those of the node that a name leads to. Nothing here knows of sockets; nothing is printed.
+// in order. Where handlers of the schema take part in a change and the model has a gate (handled_changes.h) that does
+// not admit it, nothing is made and result stays as it is, without a fault. Rights are those of the node that a name
+// leads to. Nothing here knows of sockets; nothing is printed.
 #pragma once
 
 #include <map>

@@ -17,6 +17,11 @@ Fault add_object(Model &model, const Viewer &viewer, std::string_view name, std:
     if (!node.can_write(viewer.role)) return failure(name, 9001);
     Table &table = places.front().record->table(node);
     const std::string path_of_next = places.front().name + std::to_string(table.next_number()) + '.';
+    if (reading.parts.asks()) {
+        HandledChanges handled;
+        handled.add(node, places.front().name, table.next_number());
+        if (!reading.parts.admits(std::move(handled))) return {};
+    }
     if (!reading.parts.keep({{ModelKeeper::Change::Kind::added, path_of_next, nullptr}})) return failure(name, 9002);
     const Record *added = table.add();
     reading.parts.kept();

@@ -18,6 +18,8 @@ class Deletion {
 
     // Finds what deleting the instance means; place.table is its table. A fault when it must not be.
     Fault plan(const Place &place);
+    // Whether the handlers that take part in it have been asked.
+    bool is_admitted() const;
     // False when what is kept could not be; then nothing has changed.
     bool carry_out();
 
@@ -62,6 +64,7 @@ Fault Deletion::plan(const Place &place) {
                 for (const Relation &relation : node->relations) follow(relation, paths);
         }
     }
+    std::erase_if(clearing_, [this](const Reference &reference) { return is_doomed(reference.place); });
     return denial();
 }
 
@@ -108,6 +111,23 @@ void Deletion::follow(const Relation &relation, const InstancePaths &targets) {
     }
 }
 
+// In the order of carry_out(), instances inside of others before them.
+bool Deletion::is_admitted() const {
+    if (!reading_.parts.asks()) return true;
+    HandledChanges handled;
+    for (const Reference &reference : clearing_) {
+        const Place &place = reference.place;
+        const Value &before = place.record->value(*place.node);
+        handled.set(place, before, without_references(*place.node, std::get<std::string>(before), *reference.targets));
+    }
+    for (auto path = all_.rbegin(); path != all_.rend(); ++path) {
+        Path parsed;
+        parse_path(*reading_.parts.schema, *path, parsed);
+        handled.remove(*parsed.node, *path);
+    }
+    return reading_.parts.admits(std::move(handled));
+}
+
 // What goes too can't deny.
 Fault Deletion::denial() const {
     const std::string &asked = doomed_.front().path;
@@ -125,7 +145,6 @@ Fault Deletion::denial() const {
 
 // References first, then those that referred before those that they referred to.
 bool Deletion::carry_out() {
-    std::erase_if(clearing_, [this](const Reference &reference) { return is_doomed(reference.place); });
     if (!reading_.parts.keep(deletions())) return false;
     for (Reference &reference : clearing_) clear(reference);
     std::erase_if(doomed_, [this](const Doomed &each) {
@@ -176,6 +195,7 @@ Fault delete_object(Model &model, const Viewer &viewer, std::string_view name, s
     if (!node.can_write(viewer.role)) return failure(name, 9001);
     Deletion deletion(reading);
     if (Fault fault = deletion.plan(places.front())) return fault;
+    if (!deletion.is_admitted()) return {};
     if (!deletion.carry_out()) return failure(name, 9002);
     result += "{\"Status\":0}";
     return {};

@@ -34,6 +34,8 @@ class ValueWriting {
     // Puts hashes in the place of the texts that are held as such; those still missing are asked for. False when some
     // are.
     bool use_hashes(Hashes *hashes);
+    // Whether the handlers that take part in the changes have been asked.
+    bool is_admitted() const;
     // False when what is kept could not be; then nothing has changed.
     bool apply();
 
@@ -136,6 +138,7 @@ bool ValueWriting::is_provided(const Place &place) {
 
 Value ValueWriting::present(const Place &place) const {
     const SchemaNode &node = *place.node;
+    if (node.source == Source::index) return static_cast<int64_t>(place.record->index());
     if (node.source != Source::live || place.record->is_set(node)) return place.record->value(node);
     const auto live = node.live->read(reading_.viewer);
     return live && !std::holds_alternative<std::monostate>(*live) ? *live : node.default_value;
@@ -199,6 +202,13 @@ bool ValueWriting::use_hashes(Hashes *hashes) {
         }
     }
     return complete;
+}
+
+bool ValueWriting::is_admitted() const {
+    if (!reading_.parts.asks()) return true;
+    HandledChanges handled;
+    for (const Change &change : changes_) handled.set(change.place, present(change.place), change.value);
+    return reading_.parts.admits(std::move(handled));
 }
 
 bool ValueWriting::apply() {
@@ -267,6 +277,7 @@ Fault set_values(Model &model, const Viewer &viewer, const json_t *pairs, bool r
     if (Fault fault = writing.fault()) return fault;
     Hashes none;
     if (!writing.use_hashes(hashes ? hashes : &none)) return hashes ? Fault() : Fault{9002, "no hashes", {}};
+    if (!writing.is_admitted()) return {};
     if (!writing.apply()) return {9002, "the change could not be stored", {}};
     result += "{\"Status\":0}";
     return {};

@@ -29,7 +29,7 @@ class House:
     def __init__(self, folder, **children):
         self.schema, self.handlers, self.left = (folder / name for name in ("schema", "handlers", "left"))
         for each in (self.schema, self.handlers, self.left):
-            each.mkdir(mode=0o755)
+            each.mkdir(mode=0o755, parents=True)
         (self.schema / "a.json").write_text(json.dumps({"Device": node(**children)}))
 
     def script(self, name, commands, interpreter="/bin/sh"):

@@ -13,6 +13,7 @@
 #include "ravd/checkpoint.h"
 #include "ravd/events.h"
 #include "ravd/firmware/upgrade.h"
+#include "ravd/handlers/changes.h"
 #include "ravd/handlers/programs.h"
 #include "ravd/login.h"
 #include "ravd/password.h"
@@ -38,6 +39,8 @@ class RpcTest : public testing::Test {
         events = std::make_unique<Events>(sessions, *model, [] {});
         upgrades = std::make_unique<Upgrades>(
             Upgrades::Surroundings{base.get(), sessions, *events, restart, programs, limits});
+        redraws = std::make_unique<Redraws>(base.get(), *model, programs);
+        changes = std::make_unique<Changes>(*model, programs, *redraws, 1);
         accounts = std::make_unique<Accounts>(*model, database, lowest_hash_cost);
         saved = std::make_unique<SavedConfiguration>(*model, database);
     }
@@ -61,7 +64,8 @@ class RpcTest : public testing::Test {
                              .restart = restart,
                              .upgrades = *upgrades,
                              .saved = *saved,
-                             .checkpoint = checkpoint};
+                             .checkpoint = checkpoint,
+                             .changes = *changes};
         Exchange exchange(message, limits);
         for (steps = 1; exchange.step(services, member) != Exchange::Step::done; ++steps) {
         }
@@ -86,6 +90,8 @@ class RpcTest : public testing::Test {
     Restart restart{base.get(), programs, [] { return true; }};
     std::unique_ptr<Upgrades> upgrades;
     Checkpoint checkpoint{base.get(), [](const std::string &) {}};
+    std::unique_ptr<Redraws> redraws;
+    std::unique_ptr<Changes> changes;
     int steps = 0;
 };
 
