@@ -63,6 +63,28 @@ void sleep_seconds(const char *text) {
     for (int64_t left = end - rv_now_ms(); left > 0; left = end - rv_now_ms()) rv_sleep_ms(static_cast<int>(left));
 }
 
+// The words that are left, up to a comment: a new array, or null when one is not UTF-8.
+json_t *arguments(char **rest) {
+    json_t *args = json_array();
+    const char *word;
+    while ((word = strtok_r(nullptr, " \t", rest)) && *word != '#') {
+        if (json_array_append_new(args, json_string(word)) == 0) continue;
+        json_decref(args);
+        return nullptr;
+    }
+    return args;
+}
+
+// Runs a command with the words that are left of its line, and returns its result.
+int run_command_line(const char *command, char **rest, bool by_name) {
+    json_auto_t *args = arguments(rest);
+    if (!args) {
+        puts("The line is not valid UTF-8.");  // without some of its words it would be another command
+        return -1;
+    }
+    return by_name ? dispatch_by_name(command, args) : dispatch_by_method(command, args);
+}
+
 // Cuts text, which it overwrites, and runs it. *result is the command's; echo and sleep leave it as it is.
 void run_line(char *text, bool by_name, int *result) {
     char *rest;
@@ -73,10 +95,7 @@ void run_line(char *text, bool by_name, int *result) {
     } else if (strcmp(command, "sleep") == 0) {
         sleep_seconds(rest ? rest : "");
     } else {
-        json_auto_t *args = json_array();
-        const char *word;
-        while ((word = strtok_r(nullptr, " \t", &rest)) && *word != '#') json_array_append_new(args, json_string(word));
-        *result = by_name ? dispatch_by_name(command, args) : dispatch_by_method(command, args);
+        *result = run_command_line(command, &rest, by_name);
     }
 }
 

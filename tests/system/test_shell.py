@@ -200,6 +200,12 @@ def test_lines_from_a_pipe(ravd, shell_tmp):
     assert (done.returncode, done.stderr) == (0, "")
 
 
+def test_a_line_that_is_not_utf8_is_not_run(ravd, shell_tmp):
+    done = piped(shell_tmp, ravd.socket, "ls \udcff\nlua \udcff\nls\n", errors="surrogateescape")
+    assert done.stdout.splitlines()[7:] == ["The line is not valid UTF-8."] * 2 + ["Device."]
+    assert done.returncode == 0
+
+
 def test_the_last_line_needs_no_line_feed(ravd, shell_tmp):
     done = piped(shell_tmp, ravd.socket, VERSION)
     assert done.stdout.splitlines()[7:] == [" = '0.2.1'"]

@@ -112,6 +112,12 @@ TEST_F(Script, HashIsACommentOnlyAtTheVeryStartOrAsAWord) {
     EXPECT_EQ(run(" #x\n"), "#x: unknown method.\n");  // after a blank it is the first word: intended
 }
 
+TEST_F(Script, WordsThatAreNotUtf8EndTheScript) {
+    EXPECT_EQ(run("echo \xff\nget a \xff\necho b\n"), "\xff\nThe line is not valid UTF-8.\n");
+    EXPECT_EQ(result_, -1);
+    EXPECT_EQ(run("nosuch # \xff\n"), "nosuch: unknown method.\n");
+}
+
 // What reaches the command: a script is run with a daemon that shows the words as names.
 class ScriptWords : public ShellFixture {
  protected:
