@@ -9,6 +9,7 @@
 
 #include "libglobal/base/descriptors.h"
 #include "ravd/accounts.h"
+#include "ravd/device_mode.h"
 #include "ravd/handover.h"
 #include "ravd/json_text.h"
 #include "ravd/log.h"
@@ -60,6 +61,7 @@ std::optional<int> run(const ravd::Options &options, ravd::Handover &kept) {
     if (!accounts.load(error)) return fail(error);
     ravd::SavedConfiguration saved(*model, database);
     if (!saved.load(error)) return fail(error);
+    ravd::adopt_device_mode(*model, database, saved);
     ravd::restore_debug_mode(database);
     ravd::Tokens tokens(database);
     ravd::Server server(options, *model, database, saved, accounts, tokens);

@@ -27,21 +27,10 @@ Restart::~Restart() {
 }
 
 void Restart::request() {
-    wanted_ = true;
-    if (!held_) request_now();
-}
-
-void Restart::request_now() {
     if (rounds_ > 0) return;
     log_info("restarting");
-    wanted_ = false;
     rounds_ = 1;
     event_add(timer_, &round_time);
-}
-
-void Restart::hold(bool held) {
-    held_ = held;
-    if (!held_ && wanted_) request_now();
 }
 
 void Restart::look() {

@@ -19,12 +19,8 @@ class Restart {
     Restart &operator=(const Restart &) = delete;
 
     // Restarts as soon as the replies are sent, or after a second, whichever is first: clients that do not read hold
-    // nothing up. While somebody holds it, it waits for that. Asking twice changes nothing.
+    // nothing up. Asking twice changes nothing.
     void request();
-    // The same, whoever holds it.
-    void request_now();
-    // An upgrade has begun resp. ended, which would not outlive a restart.
-    void hold(bool held);
 
     // The daemon is to be started anew: the loop has been ended for that.
     bool is_due() const { return due_; }
@@ -38,7 +34,7 @@ class Restart {
     std::function<bool()> all_sent_;
     event *timer_;
     int rounds_ = 0;  // since it was begun; 0: it was not
-    bool held_ = false, wanted_ = false, due_ = false;
+    bool due_ = false;
 };
 
 }  // namespace ravd

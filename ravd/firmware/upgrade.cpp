@@ -139,7 +139,6 @@ void Upgrades::fetch(const Call &call, ImageSource source, const Fetch &fetch) {
         if (image_.get() == image && state_ == State::fetching) drop();
     });
     state_ = State::fetching;
-    around_.restart.hold(true);
     report_upgrade(0, "an image is being fetched");
     end_fetch_ = fetch(image_->source, image_->file.get(), around_.limits.firmware, [this](const Fault &fault) {
         end_fetch_ = nullptr;
@@ -281,7 +280,6 @@ void Upgrades::drop() {
     event_del(expiry_);
     image_.reset();
     state_ = State::idle;
-    around_.restart.hold(false);
 }
 
 }  // namespace ravd

@@ -9,6 +9,7 @@ from daemon import RAVD, wait_for
 from rpc import Closed, Rpc
 from users import add_user, log_in
 
+MODE, CONTACT = "Device.DeviceInfo.DeviceMode", "Device.System.Contact"
 BOOT = {"Group": 2, "Params": {"Event": "Boot"}}
 
 
@@ -134,6 +135,40 @@ def test_only_admins_reboot(start_ravd):
 def test_parameters_of_the_wrong_form(connect):
     for params in ({"Force": 1}, {"DeviceMode": True}, []):
         assert connect().code("Reboot", params) == -32602
+
+
+def test_a_device_mode_is_kept(start_ravd):
+    daemon = start_ravd()
+
+    def mode_and_contact():
+        with daemon.connect() as client:
+            pairs = client.result("GetParameterValues", {"ParameterNames": [MODE, CONTACT]})["ParameterList"]
+            return [pair["Value"] for pair in pairs]
+
+    with daemon.connect() as client:
+        for contact in ("saved", "not saved"):
+            client.result("SetParameterValues", {"ParameterList": [{"Name": CONTACT, "Value": contact}]})
+            if contact == "saved":
+                client.result("SaveConfig")
+    reboot(daemon, {"DeviceMode": "Bridge"})
+    for _ in range(2):
+        assert mode_and_contact() == ["Bridge", "saved"]
+        reboot(daemon)
+    with daemon.connect() as client:
+        client.result("SetParameterValues", {"ParameterList": [{"Name": MODE, "Value": "Router"}]})
+        client.result("SaveConfig")
+    reboot(daemon)
+    assert mode_and_contact() == ["Router", "saved"]
+
+
+def test_a_device_mode_that_there_is_not(start_ravd):
+    daemon = start_ravd()
+    with daemon.connect() as client:
+        for mode in ("Hub", "", "bridge"):
+            error = client.call("Reboot", {"DeviceMode": mode})["error"]
+            assert error["code"] == 9003 and list(error["data"]["Data"]) == [MODE]
+        assert client.ping()
+    assert starts(daemon) == 1
 
 
 def test_the_audit_has_it(start_ravd):
