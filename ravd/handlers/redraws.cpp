@@ -46,13 +46,13 @@ void Redraws::want(std::string program, std::string path) {
 
 void Redraws::run_wanted() {
     for (auto each = states_.begin(); each != states_.end();) {
-        auto &[key, state] = *each;
+        State &state = each->second;
         if (state.running || !state.wanted) {
             ++each;
             continue;
         }
         state.wanted = false;
-        const auto done = [this, key](const ProgramOutcome &outcome) {
+        const auto done = [this, key = each->first](const ProgramOutcome &outcome) {
             const State &run = states_.at(key);
             if (!outcome.problem.empty())
                 log_warning("%s, for %s: %s", run.program.c_str(), run.path.c_str(), outcome.problem.c_str());
