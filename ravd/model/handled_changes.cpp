@@ -18,11 +18,11 @@ bool has_program(const SchemaNode &node, Action action) {
 void HandledChanges::set(const Place &place, Value before, Value after) {
     const SchemaNode *node = handling_node(*place.node, Action::set);
     if (!node) return;
-    auto [path, name] = cut_name(*place.node, *place.record, *node);
+    CutName name = cut_name(*place.node, *place.record, *node);
     auto change = std::ranges::find_if(
-        list, [&](const HandledChange &each) { return each.action == Action::set && each.path == path; });
-    if (change == list.end()) change = list.insert(list.end(), {Action::set, node, std::move(path), 0, {}});
-    change->values.push_back({std::move(name), place.name, std::move(before), std::move(after)});
+        list, [&](const HandledChange &each) { return each.action == Action::set && each.path == name.path; });
+    if (change == list.end()) change = list.insert(list.end(), {Action::set, node, std::move(name.path), 0, {}});
+    change->values.push_back({std::move(name.rest), place.name, std::move(before), std::move(after)});
 }
 
 void HandledChanges::add(const SchemaNode &object, const std::string &path, uint32_t instance) {
