@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "ravd/log.h"
+#include "ravd/persist/content_digest.h"
 #include "ravd/persist/good_copy.h"
 
 namespace ravd {
@@ -27,11 +28,20 @@ constexpr const char *migrations[] = {
     "CREATE TABLE setting (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;",
     // The one that the next start loads has no name, restore points have theirs.
     "CREATE TABLE configuration (name TEXT PRIMARY KEY, document TEXT NOT NULL, saved INTEGER NOT NULL);",
+    "CREATE TABLE content (digest TEXT NOT NULL);"  // one row: of all other tables
+    "INSERT INTO content VALUES ('');",
 };
 
 constexpr const char *settings =
     "PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF;"
     "PRAGMA secure_delete = ON; PRAGMA locking_mode = EXCLUSIVE;";
+
+// An empty file is one whose making was cut off, or all that is left of another.
+bool is_missing(const std::string &path) {
+    struct stat file;
+    if (lstat(path.c_str(), &file) != 0) return errno == ENOENT;
+    return S_ISREG(file.st_mode) && file.st_size == 0 && unlink(path.c_str()) == 0;
+}
 
 bool is_damage(int code) {
     return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
@@ -93,33 +103,29 @@ Database::~Database() {
     sqlite3_close_v2(handle_);
 }
 
+// What is there, else the last good copy, else a new one.
 bool Database::open(const std::string &folder, std::string &error) {
     error.clear();
     path_ = folder + "/ravd.db";
-    if (!open_file(path_, error)) return false;
-    // One that was made from nothing, or by an older version, has no copy of this kind yet.
-    copy();
-    return true;
-}
-
-// What is there, else the last good copy, else a new one.
-bool Database::open_file(const std::string &path, std::string &error) {
-    for (bool copied = false;; copied = true) {
-        struct stat file;
-        if (lstat(path.c_str(), &file) != 0 && errno == ENOENT && !copied && use_good_copy(path, error)) {
-            log_error("%s: the last good copy is used", path.c_str());
-            origin_ = Origin::last_good_copy;
+    for (bool copied = false;;) {
+        if (!copied && is_missing(path_)) {
+            copied = true;
+            is_copy_ = use_good_copy(path_, error);
+            if (is_copy_) log_error("%s: the last good copy is used", path_.c_str());
         }
-        if (!error.empty() || !make_private_file(path, error)) return false;
-        const int result = prepare_file(path);
-        if (result == SQLITE_OK) return true;
-        error = path + ": " + error_;
+        if (!error.empty() || !make_private_file(path_, error)) return false;
+        const int result = prepare_file(path_);
+        if (result == SQLITE_OK) break;
+        error = path_ + ": " + error_;
         sqlite3_close_v2(handle_);
         handle_ = nullptr;
-        if (!is_damage(result) || !put_aside(path, error)) return false;
+        if (!is_damage(result) || !put_aside(path_, error)) return false;
+        is_copy_ = false;
         error.clear();
         clear();
     }
+    copy();  // one that is new, or comes from an older version, has none of this kind yet
+    return true;
 }
 
 // Returns an SQLite code; error_ has its text.
@@ -132,12 +138,20 @@ int Database::prepare_file(const std::string &path) {
         return result & 0xff;
     }
     Statement check = prepare("PRAGMA quick_check(1)");
-    const bool sound = check.step() && check.text(0) == "ok";
+    const bool sound = check.step() && check.text(0) == "ok" && has_its_content();
     check = {};
     if (!sound && !failed()) error_ = "damaged";
     if (!sound)
         return is_damage(sqlite3_errcode(handle_) & 0xff) || error_ == "damaged" ? SQLITE_CORRUPT : SQLITE_ERROR;
     return migrate() ? SQLITE_OK : SQLITE_ERROR;
+}
+
+// Whether the tables hold what the digest was made of; a database that is new or comes from an older version has none.
+bool Database::has_its_content() {
+    Statement table = prepare("SELECT 1 FROM sqlite_schema WHERE name = 'content'");
+    if (!table.step()) return !failed();
+    Statement digest = prepare("SELECT digest FROM content");
+    return digest.step() && digest.text(0) == content_digest(handle_);
 }
 
 bool Database::migrate() {
@@ -177,7 +191,7 @@ bool Database::begin() {
 }
 
 bool Database::commit() {
-    if (!failed() && run("COMMIT")) {
+    if (!failed() && store_digest() && run("COMMIT")) {
         copy();
         return true;
     }
@@ -185,6 +199,11 @@ bool Database::commit() {
     roll_back();
     error_ = reason;
     return false;
+}
+
+bool Database::store_digest() {
+    prepare("UPDATE content SET digest = ?").bind(1, content_digest(handle_)).step();
+    return !failed();
 }
 
 // A copy that can't be made undoes nothing of what is durable.

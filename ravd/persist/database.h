@@ -45,14 +45,16 @@ class Database {
     // one begun; both are logged. Returns false and sets error on any other failure.
     bool open(const std::string &folder, std::string &error);
     // Whether what was opened is the copy, which may lack what was stored last.
-    bool is_copy() const { return origin_ == Origin::last_good_copy; }
+    bool is_copy() const { return is_copy_; }
 
     Statement prepare(std::string_view sql);
     // Runs a statement without parameters or rows. Returns false on failure.
     bool run(const char *sql);
 
-    // begin() forgets earlier failures; commit() fails when anything since then did, and takes all of it back. What has
-    // been committed has reached the disk, and the last good copy, too, unless that was logged to have failed.
+    // Everything that is written is written in a transaction, which also keeps a digest of all that is there: so damage
+    // is found in values, too. begin() forgets earlier failures; commit() fails when anything since then did, and takes
+    // all of it back. What has been committed has reached the disk, and the last good copy, too, unless that was logged
+    // to have failed.
     bool begin();
     bool commit();
     void roll_back();
@@ -69,16 +71,15 @@ class Database {
 
  private:
     friend class Statement;
-    enum class Origin { own_file, last_good_copy };
-
-    bool open_file(const std::string &path, std::string &error);
     int prepare_file(const std::string &path);
+    bool has_its_content();
     bool migrate();
+    bool store_digest();
     void copy();
     void fail();
 
     std::string path_;
-    Origin origin_ = Origin::own_file;
+    bool is_copy_ = false;
     sqlite3 *handle_ = nullptr;
     std::string error_;
 };

@@ -47,10 +47,14 @@ class Daemon:
                 resource.setrlimit(resource.RLIMIT_NOFILE, (descriptors, descriptors))
 
         with open(self.log_file, "wb") as log:
-            self.process = subprocess.Popen(
+            self.process = subprocess.Popen(self.command(
                 [RAVD, "--socket", self.socket, "--state", self.state, "--schema", schema or SOURCE / "schema",
-                 "--hash-cost", "1", *options],
+                 "--hash-cost", "1", *options]),
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log, preexec_fn=limit_descriptors)
+
+    def command(self, arguments):
+        """How ravd is started with its arguments."""
+        return arguments
 
     @property
     def pid(self):

@@ -30,9 +30,11 @@ class DatabaseTest : public testing::Test {
     void insert(int number) {
         Database database;
         ASSERT_TRUE(database.open(folder, error)) << error;
+        database.begin();
         Statement row = database.prepare("INSERT INTO account VALUES (?, ?, 1, 'user', '', '', '')");
         row.bind(1, number).bind(2, "it's; DROP TABLE account; --").step();
-        EXPECT_FALSE(database.failed()) << database.error();
+        row = {};
+        EXPECT_TRUE(database.commit()) << database.error();
     }
 
     std::string folder, path, error;
@@ -49,15 +51,59 @@ TEST_F(DatabaseTest, IsMadeForItsOwnerOnlyAndKeepsWhatWasStored) {
     EXPECT_EQ(count(), 2);
 }
 
-TEST_F(DatabaseTest, ADamagedFileIsPutAside) {
+TEST_F(DatabaseTest, ADamagedFileIsPutAsideAndWithoutACopyANewOneBegun) {
     insert(1);
     for (int n = 1; n <= 2; n++) {
+        std::filesystem::remove(path + ".good");
         std::ofstream(path, std::ios::trunc) << "this is no database, whatever its name says; not at all";
         testing::internal::CaptureStderr();
         EXPECT_EQ(count(), 0) << error;
         EXPECT_NE(testing::internal::GetCapturedStderr().find("damaged"), std::string::npos);
         EXPECT_TRUE(std::filesystem::exists(path + ".corrupt-" + std::to_string(n)));
     }
+}
+
+TEST_F(DatabaseTest, TheLastGoodCopyTakesThePlaceOfWhatIsDamagedOrGone) {
+    insert(1);
+    insert(2);
+    const auto damage = {
+        +[](const std::string &file) { std::ofstream(file, std::ios::trunc) << "this is no database"; },
+        +[](const std::string &file) { std::ofstream(file, std::ios::trunc).flush(); },
+        +[](const std::string &file) { std::filesystem::remove(file); }};
+    for (const auto &each : damage) {
+        each(path);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(count(), 2);
+        EXPECT_NE(testing::internal::GetCapturedStderr().find("the last good copy is used"), std::string::npos);
+        EXPECT_EQ(count(), 2) << "which is a database like any other then";
+    }
+    EXPECT_TRUE(std::filesystem::exists(path + ".corrupt-1"));
+    EXPECT_FALSE(std::filesystem::exists(path + ".corrupt-2"));
+    EXPECT_EQ(std::filesystem::status(path + ".good").permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(DatabaseTest, ADamagedCopyIsNotUsed) {
+    insert(1);
+    for (const char *end : {"", ".good"}) std::ofstream(path + end, std::ios::trunc) << "this is no database";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(count(), 0) << error;
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(std::filesystem::exists(path + ".corrupt-2"));
+}
+
+TEST_F(DatabaseTest, AnotherValueThanWasStoredIsDamage) {
+    insert(1);
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    const size_t place = bytes.find("DROP TABLE");
+    ASSERT_NE(place, std::string::npos);
+    bytes[place] = 'd';
+    std::ofstream(path, std::ios::binary) << bytes;
+    testing::internal::CaptureStderr();
+    Database database;
+    EXPECT_TRUE(database.open(folder, error)) << error;
+    EXPECT_TRUE(database.is_copy());
+    testing::internal::GetCapturedStderr();
 }
 
 TEST_F(DatabaseTest, DamageInsideIsFound) {
@@ -67,7 +113,7 @@ TEST_F(DatabaseTest, DamageInsideIsFound) {
     file << std::string(4096, '\xff');
     file.close();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(count(), 0) << error;
+    EXPECT_EQ(count(), 1) << error;
     testing::internal::GetCapturedStderr();
     EXPECT_TRUE(std::filesystem::exists(path + ".corrupt-1"));
 }
