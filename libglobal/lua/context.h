@@ -4,13 +4,17 @@
 #include <lua.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "libglobal/net/connection.h"
 #include "rv/lua.h"
 
 struct rv_lua_own {
     std::string output, error;
     bool collecting = false;  // output is kept, not shown
     int exit_status = 0;
+    std::vector<uint32_t> joined;  // event groups that scripts have joined, and are to be left
+    rv::Kept seen;                 // events that scripts were given of groups that the program has joined itself
 };
 
 namespace rv {

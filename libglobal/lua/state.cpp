@@ -4,8 +4,10 @@
 #include <string.h>
 
 #include "libglobal/lua/context.h"
+#include "libglobal/lua/events.h"
 #include "libglobal/lua/interrupt.h"
 #include "libglobal/lua/libraries.h"
+#include "libglobal/lua/rv_functions.h"
 
 namespace rv {
 
@@ -17,6 +19,7 @@ int open_libraries(lua_State *L) {
     lua_limit_search(L);
     lua_redirect_output(L);
     lua_add_processes(L);
+    lua_add_rv(L);
     return 0;
 }
 
@@ -129,6 +132,7 @@ void rv_lua_free(rv_lua *context) {
     rv::Interruptible scope;  // finalizers may wait for the daemon
     lua_close(context->state);
     scope.end();
+    rv::lua_leave_all(*context);
     delete context->own;
     delete context;
 }

@@ -39,8 +39,13 @@ struct Exchange {
 };
 
 // Messages that came in while something else was awaited (incoming.cpp).
+struct KeptLine {
+    std::string text;
+    uint32_t group;  // of an event; 0 for anything else
+};
+
 struct Kept {
-    std::deque<std::string> lines;
+    std::deque<KeptLine> lines;
     size_t bytes = 0;
 };
 

@@ -130,6 +130,21 @@ int await_message(rv_jrpcapi &c) {
     return c.kept.lines.empty() ? static_cast<int>(RV_SOCKET_ERR_NOTHING) : 0;
 }
 
+// Until an event of one of these groups is kept, for the connection's time-out.
+int await_event(rv_jrpcapi &c, const uint32_t *groups, size_t count, rv_jrpcmsg **event) {
+    const int64_t deadline = rv_deadline(c.timeout_ms);
+    for (bool first = true;; first = false) {
+        if (const int err = sort_lines(c)) return err;
+        *event = take_kept_event(c, groups, count);
+        if (*event) return 0;
+        if (!is_open(c)) return RV_SOCKET_ERR_CLOSED;
+        if (!first && rv_now_ms() >= deadline) return RV_SOCKET_ERR_TIMEOUT;
+        if (const int err = wait_for_input(c, deadline)) return err;
+        const int got = receive(c);
+        if (got < 0) return got == RV_SOCKET_ERR_LOST ? static_cast<int>(RV_SOCKET_ERR_CLOSED) : got;
+    }
+}
+
 }  // namespace
 
 bool is_fatal(int err) {
@@ -204,6 +219,14 @@ rv_jrpcmsg *rv_jrpcapi_recv(rv_jrpcapi *c) {
     c->socket_err = rv::await_message(*c);
     if (rv::is_fatal(c->socket_err)) rv::connection_close(*c);
     return c->socket_err ? nullptr : rv::take_kept(*c);
+}
+
+rv_jrpcmsg *rv_jrpcapi_recv_event(rv_jrpcapi *c, const uint32_t *groups, size_t count) {
+    rv_jrpcmsg *event = nullptr;
+    rv::settle(*c);
+    c->socket_err = rv::await_event(*c, groups, count, &event);
+    if (rv::is_fatal(c->socket_err)) rv::connection_close(*c);
+    return event;
 }
 
 int rv_jrpcapi_pending(const rv_jrpcapi *c) {

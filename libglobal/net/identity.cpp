@@ -118,11 +118,6 @@ int change_identity(rv_jrpcapi &c, int64_t deadline, Build build) {
     return code;
 }
 
-uint32_t group_of(const json_t *request) {
-    const json_int_t group = json_integer_value(json_object_get(json_object_get(request, "params"), "Group"));
-    return group > 0 && group <= UINT32_MAX ? static_cast<uint32_t>(group) : 0;
-}
-
 }  // namespace
 
 int session_resume(rv_jrpcapi &c, int64_t deadline) {
@@ -148,9 +143,13 @@ void note_groups(Identity &identity, const json_t *request) {
     const bool joined = method && strcmp(method, join_method) == 0;
     const bool left = method && strcmp(method, leave_method) == 0;
     if (!joined && !left) return;
-    const uint32_t group = group_of(request);
+    const uint32_t group = message_group(request);
     std::erase(identity.groups, group);
     if (joined) identity.groups.push_back(group);
+}
+
+bool has_joined(const rv_jrpcapi &c, uint32_t group) {
+    return std::find(c.identity.groups.begin(), c.identity.groups.end(), group) != c.identity.groups.end();
 }
 
 void forget_identity(Identity &identity) {

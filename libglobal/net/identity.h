@@ -16,6 +16,9 @@ void session_announce(rv_jrpcapi &c);
 // Notes what a JoinGroup or LeaveGroup request did that has succeeded. Other requests change nothing.
 void note_groups(Identity &identity, const json_t *request);
 
+// Whether c is what joined this group.
+bool has_joined(const rv_jrpcapi &c, uint32_t group);
+
 // Wipes and forgets log-in and token; the groups stay.
 void forget_identity(Identity &identity);
 

@@ -15,15 +15,19 @@ namespace {
 constexpr size_t kept_limit = size_t{512} * 1024;
 constexpr size_t kept_overhead = 64;  // about what a line costs beside its text
 
-void drop_oldest(Kept &kept) {
-    kept.bytes -= kept.lines.front().size() + kept_overhead;
-    kept.lines.pop_front();
+using Place = std::deque<KeptLine>::iterator;
+
+void drop(Kept &kept, Place place) {
+    kept.bytes -= place->text.size() + kept_overhead;
+    kept.lines.erase(place);
 }
 
-void keep(Kept &kept, std::string_view line) {
-    kept.lines.emplace_back(line);
-    kept.bytes += line.size() + kept_overhead;
-    while (kept.bytes > kept_limit && kept.lines.size() > 1) drop_oldest(kept);
+rv_jrpcmsg *take(Kept &kept, Place place) {
+    json_t *json = json_loadb(place->text.data(), place->text.size(), 0, nullptr);
+    rv_jrpcmsg *msg = rv_jrpcmsg_parse_json(json);
+    json_decref(json);
+    drop(kept, place);
+    return msg;
 }
 
 // The place of the request that reply answers. An error with the id null answers the oldest one: the daemon could not
@@ -56,6 +60,12 @@ void sort_reply(Exchange &exchange, json_t *reply) {
 
 }  // namespace
 
+void keep(Kept &kept, std::string_view line, uint32_t group) {
+    kept.lines.push_back({std::string(line), group});
+    kept.bytes += line.size() + kept_overhead;
+    while (kept.bytes > kept_limit && kept.lines.size() > 1) drop(kept, kept.lines.begin());
+}
+
 int receive(rv_jrpcapi &c) {
     size_t size = 0;
     char *room = c.in.room(&size);
@@ -74,7 +84,7 @@ int sort_next_line(rv_jrpcapi &c) {
     if (kind == RV_JRPCMSG_ERROR || kind == RV_JRPCMSG_RESULT) {
         sort_reply(c.exchange, json);
     } else {
-        if (kind != RV_JRPCMSG_NONE) keep(c.kept, line);
+        if (kind != RV_JRPCMSG_NONE) keep(c.kept, line, kind == RV_JRPCMSG_EVENT ? message_group(json) : 0);
         json_decref(json);
     }
     c.in.trim();
@@ -89,13 +99,20 @@ int sort_lines(rv_jrpcapi &c) {
 }
 
 rv_jrpcmsg *take_kept(rv_jrpcapi &c) {
-    if (c.kept.lines.empty()) return nullptr;
-    const std::string &line = c.kept.lines.front();
-    json_t *json = json_loadb(line.data(), line.size(), 0, nullptr);
-    rv_jrpcmsg *msg = rv_jrpcmsg_parse_json(json);
-    json_decref(json);
-    drop_oldest(c.kept);
-    return msg;
+    return c.kept.lines.empty() ? nullptr : take(c.kept, c.kept.lines.begin());
+}
+
+rv_jrpcmsg *take_kept_event(rv_jrpcapi &c, const uint32_t *groups, size_t count) {
+    const auto is_wanted = [&](const KeptLine &line) {
+        return line.group != 0 && std::find(groups, groups + count, line.group) != groups + count;
+    };
+    const Place found = std::find_if(c.kept.lines.begin(), c.kept.lines.end(), is_wanted);
+    return found == c.kept.lines.end() ? nullptr : take(c.kept, found);
+}
+
+void keep_again(rv_jrpcapi &c, Kept &&before) {
+    for (KeptLine &line : c.kept.lines) keep(before, line.text, line.group);
+    c.kept = std::move(before);
 }
 
 }  // namespace rv

@@ -2,6 +2,8 @@
 // for any more, and messages to keep.
 #pragma once
 
+#include <string_view>
+
 #include "libglobal/net/connection.h"
 
 namespace rv {
@@ -19,5 +21,12 @@ int sort_lines(rv_jrpcapi &c);
 
 // The oldest kept message, which the caller frees; null when none is kept.
 rv_jrpcmsg *take_kept(rv_jrpcapi &c);
+// The oldest kept event of one of these groups, likewise; everything else stays where it is.
+rv_jrpcmsg *take_kept_event(rv_jrpcapi &c, const uint32_t *groups, size_t count);
+
+// Adds a line of this event group (0 for no event); past a limit the oldest lines go.
+void keep(Kept &kept, std::string_view line, uint32_t group);
+// Keeps these messages on c again, as what came before all that is kept there.
+void keep_again(rv_jrpcapi &c, Kept &&before);
 
 }  // namespace rv

@@ -25,6 +25,11 @@ bool is_reply(const json_t *json) {
 
 }  // namespace
 
+uint32_t message_group(const json_t *json) {
+    const json_int_t group = json_integer_value(json_object_get(json_object_get(json, "params"), "Group"));
+    return group > 0 && group <= UINT32_MAX ? static_cast<uint32_t>(group) : 0;
+}
+
 int message_kind(const json_t *json) {
     const char *version = json_string_value(json_object_get(json, "jsonrpc"));
     if (!version || strcmp(version, "2.0") != 0) return RV_JRPCMSG_NONE;
@@ -144,9 +149,7 @@ json_t *rv_jrpcmsg_get_errordata_json(const rv_jrpcmsg *msg) {
 }
 
 uint32_t rv_jrpcmsg_get_event_code(const rv_jrpcmsg *msg) {
-    if (!msg || rv_jrpcmsg_typeof(msg) != RV_JRPCMSG_EVENT) return 0;
-    const json_int_t group = json_integer_value(json_object_get(json_object_get(msg->request, "params"), "Group"));
-    return group > 0 && group <= UINT32_MAX ? static_cast<uint32_t>(group) : 0;
+    return msg && rv_jrpcmsg_typeof(msg) == RV_JRPCMSG_EVENT ? rv::message_group(msg->request) : 0;
 }
 
 int rv_jrpcmsg_set_result_new(rv_jrpcmsg *msg, json_t *result) {

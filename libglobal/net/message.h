@@ -21,6 +21,8 @@ inline constexpr char leave_method[] = "LeaveGroup";
 
 // What a JSON value is as a message: one of the RV_JRPCMSG_* codes.
 int message_kind(const json_t *json);
+// The group that a message names, of an event or of joining and leaving; 0 where it names none.
+uint32_t message_group(const json_t *json);
 // The code of an error reply: never 0. A reply without an error has the code 0.
 int32_t reply_error_code(const json_t *reply);
 

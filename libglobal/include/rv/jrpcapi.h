@@ -62,6 +62,8 @@ int rv_jrpcapi_send(rv_jrpcapi *c, rv_jrpcmsg *msg);
 // time-out. Null when there is none, with the socket error RV_SOCKET_ERR_TIMEOUT (nothing came),
 // RV_SOCKET_ERR_NOTHING (interrupted, or only a part of a message has come so far) or what ended the connection.
 rv_jrpcmsg *rv_jrpcapi_recv(rv_jrpcapi *c);
+// The same for events of these groups alone: all else that arrives is kept, in its order, for rv_jrpcapi_recv().
+rv_jrpcmsg *rv_jrpcapi_recv_event(rv_jrpcapi *c, const uint32_t *groups, size_t count);
 // 1 when rv_jrpcapi_recv() has a whole message to give without reading from the socket, or when bytes wait where
 // poll() can't see them (inside TLS); else 0.
 int rv_jrpcapi_pending(const rv_jrpcapi *c);

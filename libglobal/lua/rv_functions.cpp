@@ -1,0 +1,17 @@
+#include "libglobal/lua/rv_functions.h"
+
+#include "libglobal/lua/json.h"
+
+namespace rv {
+
+void lua_add_rv(lua_State *L) {
+    lua_newtable(L);
+    for (const luaL_Reg *functions : {value_functions, model_functions, method_functions, event_functions,
+                                      wait_functions, codec_functions, failure_functions})
+        luaL_setfuncs(L, functions, 0);
+    lua_push_null(L);
+    lua_setfield(L, -2, "null");
+    lua_setglobal(L, "rv");
+}
+
+}  // namespace rv
