@@ -16,7 +16,7 @@ struct Free {
 int encode(lua_State *L) {
     luaL_checkany(L, 1);
     const Json json = lua_to_json(L, 1);
-    const std::unique_ptr<char, Free> text(json_dumps(json.get(), JSON_COMPACT | JSON_ENCODE_ANY));
+    const std::unique_ptr<char, Free> text(json_dumps(json.get(), JSON_COMPACT | JSON_ENCODE_ANY | JSON_SORT_KEYS));
     if (!text) return luaL_error(L, "not enough memory");
     lua_pushstring(L, text.get());
     return 1;

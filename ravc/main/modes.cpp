@@ -11,11 +11,11 @@
 #include "ravc/commands.h"
 #include "ravc/daemon/connections.h"
 #include "ravc/daemon/request.h"
+#include "ravc/lua/script.h"
 #include "ravc/main/session.h"
 #include "ravc/shell/interrupt.h"
 #include "ravc/shell/loop.h"
 #include "ravc/shell/script.h"
-#include "ravc/unbuilt.h"
 #include "rv/wait.h"
 
 namespace {
@@ -93,15 +93,8 @@ int run_script_file(const Options *options) {
     return run_script(options->script_path ? options->script_path : first_argument(options), false);
 }
 
-int run_lua_script(const Options *options) {
-    const char *path = options->script_path ? options->script_path : first_argument(options);
-    FILE *file = path ? fopen(path, "re") : nullptr;
-    if (!file) {
-        printf("Cannot open script file %s\n", path ? path : "");
-        return -1;
-    }
-    fclose(file);
-    return unbuilt("Lua scripts");
+int run_lua_file(const Options *options) {
+    return run_lua_script(options->script_path, options->command_args);
 }
 
 // By mode code.
@@ -113,7 +106,7 @@ constexpr int (*modes[])(const Options *options) = {
     run_notify,       // MODE_NOTIFY
     run_event,        // MODE_EVENT
     run_script_file,  // MODE_SCRIPT
-    run_lua_script,   // MODE_LUA_SCRIPT
+    run_lua_file,     // MODE_LUA_SCRIPT
 };
 
 }  // namespace

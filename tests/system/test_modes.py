@@ -114,11 +114,6 @@ def test_commands_that_are_still_to_come_say_so(ravc):
     assert (result.returncode, result.stdout, result.stderr) == (255, "", "ravc: lua: not built yet\n")
 
 
-def test_modes_that_are_still_to_come_say_so(ravc):
-    result = ravc("-S", "/dev/null")
-    assert (result.returncode, result.stdout, result.stderr) == (1, "", "ravc: Lua scripts: not built yet\n")
-
-
 def test_lua_script_that_can_not_be_opened(ravc, tmp_path):
     result = ravc("-S", "/nonexistent/script")
     assert (result.returncode, result.stdout) == (255, "Cannot open script file /nonexistent/script\n")
