@@ -1,4 +1,5 @@
-"""Kills, power cuts and damage while the configuration is saved, in full: how much of what was acknowledged they cost."""
+"""Kills, power cuts and damage, in full: of saving, how much of what was acknowledged they cost; of firmware upgrades, what
+they leave that should not be."""
 import os
 import sys
 import tempfile
@@ -11,10 +12,28 @@ def show(what, count):
     print(f"{what:<52} {count}")
 
 
+def upgrades(folder):
+    """Damaged images, and kills at every call of an upgrade that changes the disk."""
+    import upgrade_faults
+    from tracing import can_trace
+    site = upgrade_faults.Site(folder)
+    found = {"damaged images": upgrade_faults.faults_of_images(site, upgrade_faults.damaged(site, 200, 100))}
+    if can_trace():
+        for call in upgrade_faults.CHANGING_CALLS:
+            faults, kills = upgrade_faults.faults_of_kills(site, [call])
+            found[f"upgrades killed at {call}, {kills} times"] = faults
+        found["a link that is replaced too early (control)"] = upgrade_faults.faults_of_a_link_too_early(site)
+    else:
+        found["upgrades killed"] = ["not done: strace may not be used here"]
+    for what, faults in found.items():
+        show(what, "; ".join(faults) or "no faults")
+
+
 def run(build):
     os.environ["RAV_BUILD"], os.environ["RAV_SOURCE"] = str(build), str(SOURCE)
     sys.path.insert(0, str(SOURCE / "tests" / "support"))
     import save_faults  # finds the build by the environment
+    from tracing import can_trace
 
     print("faults: nothing but runs and acknowledged may be counted; (control): the fault is put back")
     harnesses = [
@@ -30,7 +49,9 @@ def run(build):
     for what, harness, settings in harnesses:
         with tempfile.TemporaryDirectory(prefix="rav-bench.") as folder:
             traced = harness in (save_faults.kill_at_every_call, save_faults.power_cuts)
-            if traced and not save_faults.can_trace(Path(folder)):
+            if traced and not can_trace():
                 show(what, "not done: strace may not be used here")
             else:
                 show(what, harness(Path(folder), **settings))
+    with tempfile.TemporaryDirectory(prefix="rav-bench.") as folder:
+        upgrades(Path(folder))

@@ -7,8 +7,7 @@
 
 namespace ravd {
 
-// The caller's role and the request's FileType have been looked at by nobody yet but by the row of the table; this
-// serves the type "Firmware", for admins.
+// Serves a request of the FileType "Firmware", for admins; 9001 for everybody else.
 Fault download_firmware(const Call &call, std::string &result);
 
 }  // namespace ravd

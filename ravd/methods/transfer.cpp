@@ -5,7 +5,8 @@
 namespace ravd {
 
 Fault run_download(const Call &call, std::string &result) {
-    return download_firmware(call, result);
+    if (call.text("FileType") == "Firmware") return download_firmware(call, result);
+    return {9003, "FileType: not \"Firmware\"", {}};
 }
 
 }  // namespace ravd

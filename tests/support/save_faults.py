@@ -12,7 +12,6 @@ import re
 import shutil
 import signal
 import sqlite3
-import subprocess
 import threading
 
 from daemon import Daemon, wait_for
@@ -91,14 +90,6 @@ def kill_while_saving(folder, rounds, seed=1, faulty=False):
                 daemon.process.wait()
         shutil.rmtree(daemon.folder)
     return count
-
-
-def can_trace(folder):
-    """Whether strace may be used here."""
-    try:
-        return subprocess.run(["strace", "-o", folder / "probe", "true"], capture_output=True, check=False).returncode == 0
-    except FileNotFoundError:
-        return False
 
 
 class Traced(Daemon):

@@ -47,6 +47,12 @@ def test_before_the_first_upgrade(client):
     assert read(client, "SoftwareVersion", "UpgradeStatus", "UpgradeProgress", "UpgradeMessage") == ["0.2.1", 0, 0, ""]
 
 
+def test_other_types_of_files_are_no_firmware(client, image):
+    for kind in ("firmware", "", "Firmware "):
+        assert client.code("Download", download(image, FileType=kind)) == 9003
+    assert client.code("Download", {"URL": f"file://{image}"}) == -32602
+
+
 def test_pre_update_asks_only(daemon, client):
     for more in ({}, {"URL": ""}, {"URL": "file:///nowhere", "MD5": "0" * 32}, {"FileSize": 1000}):
         assert client.result("Download", PRE_UPDATE | more) == {}

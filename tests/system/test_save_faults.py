@@ -3,12 +3,13 @@
 Each harness is shown to find the fault that it looks for."""
 
 import pytest
-from save_faults import can_trace, damaged_databases, kill_at_every_call, kill_while_saving, power_cuts
+from save_faults import damaged_databases, kill_at_every_call, kill_while_saving, power_cuts
+from tracing import can_trace
 
 
 @pytest.fixture
 def traced(tmp_path):
-    if not can_trace(tmp_path):
+    if not can_trace():
         pytest.skip("strace may not be used here")
     return tmp_path
 
