@@ -74,7 +74,7 @@ TEST_F(LocalUrl, ATypedUrlHasALimit) {
     std::string url = "http://" + std::string(URL_MAX - 7, 'x');
     EXPECT_EQ(url_of(url), url);
     EXPECT_EQ(code_, URL_KNOWN);
-    for (const size_t more : {1, 10 * URL_MAX}) {
+    for (const size_t more : {size_t{1}, size_t{10 * URL_MAX}}) {
         EXPECT_EQ(url_of(url + std::string(more, 'x')), "");
         EXPECT_EQ(code_, URL_WRONG);
     }
