@@ -1,17 +1,25 @@
 // Redrawing, as rarely as possible.
 #include "ravd/handlers/redraws.h"
 
+#include <utility>
+
 #include "ravd/handlers/questions.h"
 #include "ravd/log.h"
 #include "ravd/model/resolve.h"
 
 namespace ravd {
 
+namespace {
+
+constexpr size_t at_once = 4;
+
+}  // namespace
+
 Redraws::Redraws(event_base *base, Model &model, Programs &programs)
     : model_(model),
       programs_(programs),
       turn_(event_new(
-          base, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Redraws *>(self)->run_wanted(); }, this)) {
+          base, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Redraws *>(self)->run_some(); }, this)) {
     model_.parts().redraws = this;
 }
 
@@ -38,42 +46,44 @@ void Redraws::changed(std::string_view path) {
 
 void Redraws::want(std::string program, std::string path) {
     const std::string key = program + ' ' + path;
-    State &state = states_.try_emplace(key, State{std::move(program), std::move(path)}).first->second;
-    state.wanted = true;
-    constexpr timeval now = {0, 0};
-    event_add(turn_, &now);
-}
-
-void Redraws::run_wanted() {
-    for (auto each = states_.begin(); each != states_.end();) {
-        State &state = each->second;
-        if (state.running || !state.wanted) {
-            ++each;
-            continue;
-        }
-        state.wanted = false;
-        const auto done = [this, key = each->first](const ProgramOutcome &outcome) {
-            const State &run = states_.at(key);
-            if (!outcome.problem.empty())
-                log_warning("%s, for %s: %s", run.program.c_str(), run.path.c_str(), outcome.problem.c_str());
-            ended(key);
-        };
-        state.running =
-            programs_.run(state.program, Question(Action::redraw, state.path).text(), done) != Programs::none;
-        if (!state.running)
-            log_warning("%s, for %s: too many handlers wait", state.program.c_str(), state.path.c_str());
-        each = state.running ? std::next(each) : states_.erase(each);
-    }
-}
-
-void Redraws::ended(const std::string &key) {
-    const auto state = states_.find(key);
-    state->second.running = false;
-    if (!state->second.wanted) {
-        states_.erase(state);
+    const auto [state, is_new] = states_.try_emplace(key, State{std::move(program), std::move(path)});
+    if (!is_new) {
+        state->second.again = state->second.running;
         return;
     }
-    run_wanted();
+    waiting_.push_back(key);
+    wake(0);
+}
+
+void Redraws::wake(int seconds) {
+    const timeval time = {seconds, 0};
+    event_add(turn_, &time);
+}
+
+void Redraws::run_some() {
+    while (running_ < at_once && !waiting_.empty()) {
+        State &state = states_.at(waiting_.front());
+        const auto done = [this, key = waiting_.front()](const ProgramOutcome &outcome) { ended(key, outcome); };
+        if (programs_.run(state.program, Question(Action::redraw, state.path).text(), done) == Programs::none)
+            return wake(1);
+        waiting_.pop_front();
+        state.running = true;
+        running_++;
+    }
+}
+
+void Redraws::ended(const std::string &key, const ProgramOutcome &outcome) {
+    State &state = states_.at(key);
+    if (!outcome.problem.empty())
+        log_warning("%s, for %s: %s", state.program.c_str(), state.path.c_str(), outcome.problem.c_str());
+    running_--;
+    state.running = false;
+    if (std::exchange(state.again, false)) {
+        waiting_.push_back(key);
+    } else {
+        states_.erase(key);
+    }
+    run_some();
 }
 
 }  // namespace ravd

@@ -1,6 +1,7 @@
 // Handlers that are told of changes after they were made.
 #pragma once
 
+#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,7 +15,8 @@
 namespace ravd {
 
 // Calls the handlers of the node that has changed and of every one above it, in the next round of the loop: once for
-// all changes until then, and once more for what changes while one runs. What they answer is not looked at.
+// all changes until then, and once more for what changes while one runs. A few run at a time; none is left out,
+// whatever else runs. What they answer is not looked at.
 class Redraws : public RedrawListener {
  public:
     // Becomes the model's.
@@ -30,18 +32,21 @@ class Redraws : public RedrawListener {
  private:
     struct State {
         std::string program, path;
-        bool wanted = true;
         bool running = false;
+        bool again = false;  // something has changed while it runs
     };
 
     void want(std::string program, std::string path);
-    void run_wanted();
-    void ended(const std::string &key);
+    void wake(int seconds);
+    void run_some();
+    void ended(const std::string &key, const ProgramOutcome &outcome);
 
     Model &model_;
     Programs &programs_;
     event *const turn_;
-    std::unordered_map<std::string, State> states_;  // those wanted or running, by program and path
+    std::unordered_map<std::string, State> states_;  // those that wait or run, by program and path
+    std::deque<std::string> waiting_;                // their keys
+    size_t running_ = 0;
     bool muted_ = false;
 };
 

@@ -22,6 +22,7 @@ def house(tmp_path):
                    Power=node(Level=parameter("int", default=100, **writable))),
         Rows=table({ADD: "row", DELETE: "row", SET: "row"}, Name=parameter(**writable), Ref=parameter(**writable),
                    Inner=table({ADD: "row", DELETE: "row"}, Name=parameter(**writable))),
+        Drawn=table(template={REDRAW: "seen"}, Name=parameter(**writable)),
         Loose=table(Name=parameter(**writable)),
         Fixed=table({ADD: "row"}, template={DELETE: "row"}, Name=parameter(**writable)),
     )
@@ -220,6 +221,30 @@ def test_redrawing_comes_after_the_change_once_for_all(house, client):
     wait_for(lambda: len(house.asked("seen")) == 3, "the handler")
     assert house.asked("seen")[2]["path"] == "Device.Radio."
     assert read(client, "Device.Radio.Power.Level") == {"Device.Radio.Power.Level": 1}
+
+
+def test_no_redrawing_is_left_out(house, start_ravd):
+    house.script("seen", "cat >>$LEFT/seen")
+    options = house.options("--limit", "programs=2", "--limit", "programs-waiting=1")
+    with start_ravd(*options, schema=house.schema).connect() as client:
+        numbers = [client.result("AddObject", {"ObjectName": "Device.Drawn."})["InstanceNumber"] for _ in range(10)]
+        pairs = [{"Name": f"Device.Drawn.{number}.Name", "Value": "x"} for number in numbers]
+        client.result("SetParameterValues", {"ParameterList": pairs})
+        drawn = {f"Device.Drawn.{number}." for number in numbers}
+        wait_for(lambda: {each["path"] for each in house.asked("seen")} == drawn, "all of them")
+
+
+def test_what_changes_while_it_is_redrawn_is_redrawn_again(house, client):
+    house.script("seen", "cat >>$LEFT/seen; until [ -e $LEFT/go ]; do sleep 0.02; done")
+    write(client, Seen=1)
+    wait_for(lambda: house.asked("seen"), "the handler")
+    write(client, Seen=2)
+    write(client, Seen=3)
+    (house.left / "go").touch()
+    wait_for(lambda: len(house.asked("seen")) == 2, "once more")
+    write(client, Radio__Ssid="last")
+    wait_for(lambda: len(house.asked("seen")) == 3, "the handler")
+    assert [each["path"] for each in house.asked("seen")] == ["Device.Seen", "Device.Seen", "Device.Radio."]
 
 
 def test_changes_from_inside_start_no_handler(house, start_ravd, tmp_path):
