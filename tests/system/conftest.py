@@ -11,6 +11,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 
 from accepting import Accepting  # noqa: E402
 from daemon import BUILD, RAVC, Daemon  # noqa: E402
+from device import Device, remote_device  # noqa: E402
 from editor import DRIVER, Editor  # noqa: E402
 from middleman import Middleman  # noqa: E402
 from private_tmp import private_tmp  # noqa: E402
@@ -75,6 +76,23 @@ def ravc(ravd):
                               timeout=60, check=False, **settings)
 
     return run
+
+
+@pytest.fixture(params=["local", "remote"])
+def device(start_ravd, request):
+    if request.param == "local":
+        daemon = start_ravd()
+        return Device(daemon, ["-u", daemon.socket], False)
+    return remote_device(start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login"), "127.0.0.1")
+
+
+@pytest.fixture
+def secure_device(start_ravd, certificate, monkeypatch):
+    """Reached over TLS."""
+    chain, key = certificate
+    monkeypatch.setenv("SSL_CERT_FILE", str(chain))
+    daemon = start_ravd("--listen", "tcp://127.0.0.1:0", "--tls-cert", chain, "--tls-key", key)
+    return remote_device(daemon, "localhost", "--ssl")
 
 
 @pytest.fixture
