@@ -203,7 +203,7 @@ def test_it_dies_with_its_client(house, start_ravd):
     house.script("one", "sleep inf & echo $! >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; wait")
     daemon = start_ravd(*house.options(), schema=house.schema)
     with daemon.connect() as client:
-        begin(client, "Device.")
+        begin(client, "Device.One")
         wait_for((house.left / "pid").exists, "the handler")
     pid = int((house.left / "pid").read_text())
     wait_for(lambda: not is_alive(pid), "its end")
@@ -214,7 +214,7 @@ def test_it_dies_with_the_daemon(house, start_ravd):
     for end in ("terminate", "kill"):
         daemon = start_ravd(*house.options(), schema=house.schema)
         with daemon.connect() as client:
-            begin(client, "Device.")
+            begin(client, "Device.One")
             wait_for((house.left / "pid").exists, "the handler")
             pid = int((house.left / "pid").read_text())
             getattr(daemon.process, end)()
