@@ -65,7 +65,7 @@ class OverLoopback : public Probes, public testing::WithParamInterface<const cha
 };
 
 TEST_P(OverLoopback, PingsAreAnswered) {
-    for (const size_t size : {0, 1, 64, 1472}) {
+    for (const size_t size : {0U, 1U, 64U, 1472U}) {
         const PingReport report = ping({address(GetParam()), 5, 5000, size, 0});
         EXPECT_TRUE(report.allowed);
         EXPECT_EQ(report.successes, 5U) << size;
