@@ -16,8 +16,10 @@ bool SavedConfiguration::load(std::string &error) {
     if (database_.failed()) return false;
     if (!saved) return true;
     Fault refused;
-    const Fault fault = import_what_fits(model_, *saved, refused);
+    ConfigurationImport import(model_);
+    const Fault fault = import.read_what_fits(*saved, refused);
     wipe(*saved);
+    if (!fault) import.make();
     if (fault) error = "the saved configuration can't be read: " + fault.detail;
     for (const auto &[name, reason] : refused.parameters)
         log_warning("saved, but not taken any more: %s: %s", name.c_str(), reason.c_str());

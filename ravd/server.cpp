@@ -220,11 +220,20 @@ void Server::listen_on(int fd, Transport transport, size_t index) {
 // A checkpoint was not confirmed.
 void Server::restore(const std::string &document) {
     log_warning("the checkpoint was not confirmed: its configuration comes back");
-    if (const Fault fault = import_configuration(model_, document)) {
-        log_error("the checkpoint can't be restored: %s", fault.detail.c_str());
-        return;
-    }
-    events_.publish(system_group, R"({"Event":"CheckpointRestored"})");
+    const auto make = [this, document](std::string &result) {
+        ConfigurationImport import(model_);
+        Fault fault = import.read(document);
+        if (fault || !import.is_admitted()) return fault;
+        import.make();
+        result = "{}";
+        return fault;
+    };
+    services_.changes.make_own(make, [this](const Fault &fault) {
+        if (!fault) return events_.publish(system_group, R"({"Event":"CheckpointRestored"})");
+        log_error("the checkpoint can't be restored: %s",
+                  fault.parameters.empty() ? fault.detail.c_str() : fault.parameters.front().second.c_str());
+        events_.publish(system_group, R"({"Event":"CheckpointLost"})");
+    });
 }
 
 bool Server::run() {

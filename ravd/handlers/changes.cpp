@@ -127,9 +127,14 @@ Fault Changes::make(const Member &caller, Make make, const Defer &defer, std::st
     if (fault || gate.asked.empty()) return fault;
     if (inside) return inside_handler_fault();
     if (waiting_.size() >= limit_) return {9004, too_many, {}};
-    waiting_.push_back({std::move(make), defer(), &caller, {}, {}, 0, {}});
+    waiting_.push_back({std::move(make), defer(), &caller, {}, {}, {}, 0, {}});
     next();
     return {};
+}
+
+void Changes::make_own(Make make, Done done) {
+    waiting_.push_back({std::move(make), nullptr, nullptr, std::move(done), {}, {}, 0, {}});
+    next();
 }
 
 void Changes::next() {
@@ -142,8 +147,8 @@ void Changes::next() {
 
 // What others have changed meanwhile may have made it another change.
 void Changes::begin() {
-    if (!job_->reply->is_wanted()) return finish({});
-    job_->viewer = job_->caller->session().viewer;
+    if (!job_->is_wanted()) return finish({});
+    job_->viewer = job_->caller ? job_->caller->session().viewer : Viewer{Role::admin, ""};
     Gate gate;
     std::string result;
     Fault fault = run(job_->make, gate, result);
@@ -167,7 +172,7 @@ void Changes::take(const HandlerAnswer &answer) {
     const HandledChange &asked = job_->changes[job_->done];
     if (answer.code == 0 || answer.failed) job_->done++;  // what has failed may have done a part of it
     if (answer.code != 0) return undo(refusal_of(asked, answer));
-    if (!job_->reply->is_wanted()) return undo({});
+    if (!job_->is_wanted()) return undo({});
     ask();
 }
 
@@ -206,8 +211,13 @@ void Changes::undo_last() {
 // The reply may bring the client's next request along.
 void Changes::finish(Fault fault, std::string result) {
     const std::shared_ptr<Deferred> reply = std::move(job_->reply);
+    const Done own_done = std::move(job_->own_done);
     job_.reset();
-    reply->answer(std::move(fault), std::move(result));
+    if (reply) {
+        reply->answer(std::move(fault), std::move(result));
+    } else {
+        own_done(fault);
+    }
     next();
 }
 

@@ -34,16 +34,22 @@ class Changes {
     // done theirs are asked to undo it, the last one first. 9001 when the client belongs to a handler; 9004 when too
     // many wait.
     Fault make(const Member &caller, Make make, const Defer &defer, std::string &result);
+    // The same for a change of the daemon's own: done is called when it was made or refused, perhaps at once.
+    using Done = std::function<void(const Fault &fault)>;
+    void make_own(Make make, Done done);
 
  private:
     struct Job {
         Make make;
-        std::shared_ptr<Deferred> reply;
-        const Member *caller;  // while the reply is wanted
+        std::shared_ptr<Deferred> reply;  // null: it is the daemon's own
+        const Member *caller;             // while the reply is wanted; null likewise
+        Done own_done;
         Viewer viewer;
         std::vector<HandledChange> changes;
         size_t done = 0;  // of changes, the first ones
         Fault fault;
+
+        bool is_wanted() const { return !reply || reply->is_wanted(); }
     };
 
     Fault run(const Make &make, ChangeGate &gate, std::string &result);

@@ -9,6 +9,7 @@
 // ever used. Values that nobody has set are not there. Nothing here knows of sockets; nothing is printed.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,14 +25,34 @@ std::string export_configuration(Model &model, Secrets secrets);
 // The same of a model in which nobody has set anything.
 std::string default_configuration();
 
-// Makes the model hold what the document says, and its defaults where that says nothing; the secrets of a document that
-// has them left out stay as they are. Instances of providers are known again by their keys. Everything is checked
-// before anything changes; listeners and recorder are told of each change. 9018 when it is no such document, or 9003
-// with every refused name among its parameters: then nothing has changed.
+// Brings a document's configuration into a model.
+class ConfigurationImport {
+ public:
+    explicit ConfigurationImport(Model &model);
+    ~ConfigurationImport();
+    ConfigurationImport(const ConfigurationImport &) = delete;
+    ConfigurationImport &operator=(const ConfigurationImport &) = delete;
+
+    // Reads and checks everything; the model stays as it is. 9018 when it is no such document, 9003 with every refused
+    // name among its parameters.
+    Fault read(std::string_view document);
+    // The same for a document of another version of the schema: what the model does not take is passed over; refused
+    // gets those names, each with its reason.
+    Fault read_what_fits(std::string_view document, Fault &refused);
+    // Whether the handlers that take part in the changes agree, or there are none (see ChangeGate). After read().
+    bool is_admitted() const;
+    // Makes the model hold what the document says, and its defaults where that says nothing; the secrets of a document
+    // that has them left out stay as they are. Instances of providers are known again by their keys. Listeners and
+    // recorder are told of each change. After read(); does not fail.
+    void make();
+
+ private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+// read() and make(), without handlers. On a fault nothing has changed.
 Fault import_configuration(Model &model, std::string_view document);
-// The same, for a document of another version of the schema: what the model does not take is passed over. refused gets
-// those names, each with its reason.
-Fault import_what_fits(Model &model, std::string_view document, Fault &refused);
 
 struct Difference {
     enum class Kind { set, added, deleted } kind;

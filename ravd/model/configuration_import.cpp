@@ -128,23 +128,32 @@ void Draft::take_value(const char *name, json_t *json) {
     record->keep(node);
 }
 
-// Makes the model's records those of a draft.
+// Makes the model's records those of a draft, or only finds what handlers would be asked about that.
 class Application {
  public:
     Application(Model::Parts &parts, bool with_secrets) : parts_(parts), with_secrets_(with_secrets) {}
 
-    // prefix: as Export has it.
-    void apply(Record &record, Record &draft, const Shape &shape, const std::string &prefix);
+    void apply(Record &draft) { apply(*parts_.root, draft, *parts_.schema->root.shape, ""); }
+    HandledChanges plan(Record &draft) {
+        planning_ = true;
+        apply(draft);
+        return std::move(plan_);
+    }
 
  private:
-    void set(Record &record, const Record &draft, const SchemaNode &parameter, const std::string &name);
+    // prefix: as Export has it.
+    void apply(Record &record, Record &draft, const Shape &shape, const std::string &prefix);
+    void set(Record &record, Record &draft, const SchemaNode &parameter, const std::string &name);
+    void tell(const SchemaNode &parameter, const std::string &name, const Value &before, const Value &after) const;
     void apply_table(Table &table, Table &draft, const std::string &name);
     void remove_rows(Table &table, const std::set<uint32_t> &staying, const std::string &name);
     void put_in_order(Table &table, const std::vector<Record *> &rows, const std::string &name);
-    Record *counterpart(Table &table, const Record &row, const std::string &name);
+    Record *counterpart(Table &table, const Record &row, const std::string &name, Record &nothing);
 
     Model::Parts &parts_;
     const bool with_secrets_;
+    bool planning_ = false;
+    HandledChanges plan_;
 };
 
 void Application::apply(Record &record, Record &draft, const Shape &shape, const std::string &prefix) {
@@ -159,18 +168,27 @@ void Application::apply(Record &record, Record &draft, const Shape &shape, const
     }
 }
 
-void Application::set(Record &record, const Record &draft, const SchemaNode &parameter, const std::string &name) {
+void Application::set(Record &record, Record &draft, const SchemaNode &parameter, const std::string &name) {
     const bool wanted = draft.is_set(parameter);
     if (!wanted && record.is_live() && !record.is_kept(parameter)) return;  // the provider's
     const Value before = record.value(parameter);
+    if (planning_) {
+        const Value &after = wanted ? draft.value(parameter) : parameter.default_value;
+        Record &place = record.owner() || !draft.owner() ? record : draft;  // the draft's, of an instance to come
+        if (before != after) plan_.set({&parameter, &place, name}, before, after);
+        return;
+    }
     record.set(parameter, wanted ? draft.value(parameter) : Value());
     if (wanted) {
         record.keep(parameter);
     } else {
         record.give_back(parameter);
     }
-    const Value &after = record.value(parameter);
-    if (before == after) return;
+    if (before != record.value(parameter)) tell(parameter, name, before, record.value(parameter));
+}
+
+void Application::tell(const SchemaNode &parameter, const std::string &name, const Value &before,
+                       const Value &after) const {
     parts_.record(
         {RecordedChange::Kind::set, name, recorded_value(parameter, before), recorded_value(parameter, after)});
     if (!parts_.listener) return;
@@ -179,14 +197,19 @@ void Application::set(Record &record, const Record &draft, const SchemaNode &par
     parts_.listener->value_changed(name, text);
 }
 
-// The instance of the table that is the draft's row, made where there is none yet; null when its number is another's.
-Record *Application::counterpart(Table &table, const Record &row, const std::string &name) {
+// The instance of the table that is the draft's row, made where there is none yet (planning: an empty one stands for
+// it); null when its number is another's.
+Record *Application::counterpart(Table &table, const Record &row, const std::string &name, Record &nothing) {
     if (row.is_live()) {
         const auto known = table.keys().find(row.key());
         if (known != table.keys().end()) return known->second;
     }
     Record *present = table.find(row.number());
     if (present) return present->is_live() == row.is_live() ? present : nullptr;
+    if (planning_) {
+        plan_.add(table.node(), name, row.number());
+        return &nothing;
+    }
     Record *made = &table.insert(row.number(), std::string(row.key()));
     parts_.record({RecordedChange::Kind::add, name + std::to_string(row.number()) + '.', {}, {}});
     if (parts_.listener) parts_.listener->instance_added(name, row.number());
@@ -198,8 +221,13 @@ void Application::remove_rows(Table &table, const std::set<uint32_t> &staying, c
     for (const auto &row : table.by_number())
         if (!row->is_live() && !staying.contains(row->number())) going.push_back(row->number());
     for (const uint32_t number : going) {
+        const std::string path = name + std::to_string(number) + '.';
+        if (planning_) {
+            plan_.remove(table.node().instance(), path);
+            continue;
+        }
         table.erase(number);
-        parts_.record({RecordedChange::Kind::remove, name + std::to_string(number) + '.', {}, {}});
+        parts_.record({RecordedChange::Kind::remove, path, {}, {}});
         if (parts_.listener) parts_.listener->instance_deleted(name, number);
     }
 }
@@ -223,42 +251,69 @@ void Application::apply_table(Table &table, Table &draft, const std::string &nam
     std::set<const Record *> given;
     std::vector<Record *> rows;
     draft.for_each([&](Record &row) {
-        if (Record *own = counterpart(table, row, name)) {
-            apply(*own, row, *table.node().instance().shape, name + std::to_string(own->number()) + '.');
+        if (Record *own = counterpart(table, row, name, nothing)) {
+            const uint32_t number = own == &nothing ? row.number() : own->number();
+            apply(*own, row, *table.node().instance().shape, name + std::to_string(number) + '.');
             given.insert(own);
             rows.push_back(own);
         }
     });
     for (const auto &row : table.by_number())  // a provider's, of which the document says nothing
-        if (!given.contains(row.get()))
+        if (row->is_live() && !given.contains(row.get()))
             apply(*row, nothing, *table.node().instance().shape, name + std::to_string(row->number()) + '.');
+    if (planning_) return;
     if (table.node().ordered) put_in_order(table, rows, name);
     table.reserve_numbers(draft.next_number() - 1);
 }
 
-Fault import(Model &model, std::string_view document, Fault *refused) {
-    const Json json(json_loadb(document.data(), document.size(), JSON_REJECT_DUPLICATES, nullptr));
-    Model::Parts &parts = model.parts();
-    Draft draft(parts);
-    if (!json || !draft.read(json.get())) return {9018, "not a configuration", {}};
-    Fault faults = draft.take_refused();
-    if (faults && !refused) return faults;
-    if (refused) *refused = std::move(faults);
-    Application(parts, json_is_true(json_object_get(json.get(), "Secrets")))
-        .apply(*parts.root, draft.root(), *parts.schema->root.shape, "");
-    return {};
-}
-
 }  // namespace
 
-Fault import_configuration(Model &model, std::string_view document) {
-    Model::Parts &parts = model.parts();
+struct ConfigurationImport::State {
+    explicit State(Model &model) : parts(model.parts()), draft(parts) {}
+
+    Fault read(std::string_view document) {
+        const Json json(json_loadb(document.data(), document.size(), JSON_REJECT_DUPLICATES, nullptr));
+        if (!json || !draft.read(json.get())) return {9018, "not a configuration", {}};
+        with_secrets = json_is_true(json_object_get(json.get(), "Secrets"));
+        return {};
+    }
+
+    Model::Parts &parts;
+    Draft draft;
+    bool with_secrets = false;
+};
+
+ConfigurationImport::ConfigurationImport(Model &model) : state_(std::make_unique<State>(model)) {}
+ConfigurationImport::~ConfigurationImport() = default;
+
+Fault ConfigurationImport::read(std::string_view document) {
+    Model::Parts &parts = state_->parts;
     LiveSync(parts).update_below(parts.schema->root, Role::admin);
-    return import(model, document, nullptr);
+    Fault fault = state_->read(document);
+    return fault ? fault : state_->draft.take_refused();
 }
 
-Fault import_what_fits(Model &model, std::string_view document, Fault &refused) {
-    return import(model, document, &refused);
+Fault ConfigurationImport::read_what_fits(std::string_view document, Fault &refused) {
+    Fault fault = state_->read(document);
+    refused = state_->draft.take_refused();
+    return fault;
+}
+
+bool ConfigurationImport::is_admitted() const {
+    Model::Parts &parts = state_->parts;
+    if (!parts.asks()) return true;
+    return parts.admits(Application(parts, state_->with_secrets).plan(state_->draft.root()));
+}
+
+void ConfigurationImport::make() {
+    Application(state_->parts, state_->with_secrets).apply(state_->draft.root());
+}
+
+Fault import_configuration(Model &model, std::string_view document) {
+    ConfigurationImport import(model);
+    if (Fault fault = import.read(document)) return fault;
+    import.make();
+    return {};
 }
 
 }  // namespace ravd

@@ -1,8 +1,10 @@
 // Device.LocalConfig: the running configuration against what is saved.
 #include <string>
 
+#include "ravd/audit.h"
 #include "ravd/checkpoint.h"
 #include "ravd/events.h"
+#include "ravd/handlers/changes.h"
 #include "ravd/json_text.h"
 #include "ravd/model/configuration.h"
 #include "ravd/operations/operations.h"
@@ -14,6 +16,23 @@ namespace ravd {
 namespace {
 
 constexpr const char *kind_names[] = {"Set", "Added", "Deleted"};  // by Difference::Kind
+
+Fault restore(const Services &services, Member &caller, const Operation &operation, std::string &result) {
+    const std::string &name = operation.argument<std::string>("Name");
+    std::string document = services.saved.restore_point(name).value_or("");
+    ConfigurationImport import(services.model);
+    const Fault fault = import.read(document);
+    wipe(document);
+    if (fault || !import.is_admitted()) return fault;
+    const Audit::Acting acting(services.audit, caller, "Execute");
+    import.make();
+    services.audit.executed(operation);
+    std::string params = R"({"Event":"ConfigRestored","RestorePointName":)";
+    append_json_string(params, name);
+    services.events.publish(system_group, params + '}');
+    result += operation_result(*operation.method, {});
+    return {};
+}
 
 }  // namespace
 
@@ -37,18 +56,17 @@ Fault run_diff(const Call &call, const Operation &, NamedValues &outputs) {
     return {};
 }
 
+// By the handlers that take part in what changes; so it may be answered later.
 Fault run_restore(const Call &call, const Operation &operation, NamedValues &) {
     const Services &services = call.services;
     const std::string &name = operation.argument<std::string>("Name");
-    std::optional<std::string> document = services.saved.restore_point(name);
-    if (!document) return {9003, "there is no restore point of that name", {}};
-    const Fault fault = import_configuration(services.model, *document);
-    wipe(*document);
-    if (fault) return fault;
-    std::string params = R"({"Event":"ConfigRestored","RestorePointName":)";
-    append_json_string(params, name);
-    services.events.publish(system_group, params + '}');
-    return {};
+    if (!services.saved.restore_point(name)) return {9003, "there is no restore point of that name", {}};
+    const auto make = [&services, &caller = call.caller, operation](std::string &result) {
+        return restore(services, caller, operation, result);
+    };
+    std::string result;
+    return services.changes.make(
+        call.caller, make, [&call] { return call.defer(); }, result);
 }
 
 Fault run_checkpoint(const Call &call, const Operation &operation, NamedValues &) {

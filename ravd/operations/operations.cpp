@@ -12,7 +12,7 @@ constexpr OperationRow rows[] = {
     {"Device.LocalConfig.Checkpoint", run_checkpoint, true},
     {"Device.LocalConfig.Confirm", run_confirm, true},
     {"Device.LocalConfig.Diff", run_diff, false},
-    {"Device.LocalConfig.Restore", run_restore, true},
+    {"Device.LocalConfig.Restore", run_restore, false},
     {"Device.System.Debug", run_debug, true},
     {"Device.Users.User.{i}.CreateToken", run_create_token, true},
     {"Device.Users.User.{i}.RevokeTokens", run_revoke_tokens, true},

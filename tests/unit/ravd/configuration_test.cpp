@@ -39,6 +39,14 @@ class ConfigurationTest : public ModelTest {
     }
     std::string value(const char *name) { return values({name}); }
 
+    // What fits of a document of another schema.
+    Fault import_what_fits(const std::string &document, Fault &refused) {
+        ConfigurationImport import(*model);
+        Fault fault = import.read_what_fits(document, refused);
+        if (!fault) import.make();
+        return fault;
+    }
+
     RecordingListener listener;
     std::string problem;
 };
@@ -80,7 +88,7 @@ TEST_F(ConfigurationTest, NumbersOfProvidersLastFromStartToStart) {
     const std::string kept = exported();
     model = Model::load(std::string(RAV_SOURCE "/tests/data/schema/house"), fake_providers(), problem);
     Fault refused;
-    EXPECT_FALSE(import_what_fits(*model, kept, refused));
+    EXPECT_FALSE(import_what_fits(kept, refused));
     EXPECT_FALSE(refused);
     EXPECT_EQ(list(names("Device.Net.Interface.", true)), "Device.Net.Interface.2.");
     EXPECT_EQ(exported(), kept);
@@ -174,10 +182,10 @@ TEST_F(ConfigurationTest, WhatFitsIsTakenFromAnotherSchemasDocument) {
     Fault refused;
     const std::string foreign = document(R"({"Name":"Device.Gone.","Last":1,"Rows":[1]})",
                                          R"("Device.Gone.1.X":1,"Device.Info.Name":"villa","Device.Info.Mask":-1)");
-    EXPECT_FALSE(import_what_fits(*model, foreign, refused));
+    EXPECT_FALSE(import_what_fits(foreign, refused));
     EXPECT_EQ(refused.parameters.size(), 3U);
     EXPECT_EQ(exported(), document("", R"("Device.Info.Name":"villa")"));
-    EXPECT_EQ(import_what_fits(*model, "garbage", refused).code, 9018);
+    EXPECT_EQ(import_what_fits("garbage", refused).code, 9018);
 }
 
 TEST_F(ConfigurationTest, DifferencesAreNamed) {

@@ -1,0 +1,101 @@
+"""Handlers take part when a whole configuration comes back: restored, reset, or from a checkpoint that ran out."""
+
+import pytest
+from daemon import wait_for
+from handlers import House, node, parameter, read, table, write
+
+
+def method(**arguments):
+    return {"#attr": {"type": "method"}, **({"#input": arguments} if arguments else {})}
+
+
+CHANGES = "cat >>$LEFT/asked; echo '{}'"
+REFUSES = "cat >/dev/null; echo '{\"error\": {\"code\": 9001, \"message\": \"not now\"}}'"
+
+
+@pytest.fixture
+def house(tmp_path):
+    house = House(
+        tmp_path / "house",
+        Host=parameter(handlers={1: "changes"}, default="home", access="readWrite"),
+        Plain=parameter(default="", access="readWrite"),
+        Row=table(handlers={2: "changes", 3: "changes"}, Name=parameter(default="", access="readWrite",
+                                                                      handlers={1: "changes"})),
+        LocalConfig=node(Restore=method(Name=parameter(default="", access="readWrite", mandatory=True)),
+                         Checkpoint=method(Timeout=parameter("unsignedInt", default=60, access="readWrite")),
+                         Confirm=method()))
+    house.script("changes", CHANGES)
+    return house
+
+
+@pytest.fixture
+def client(start_ravd, house):
+    with start_ravd(*house.options(), schema=house.schema).connect() as client:
+        yield client
+
+
+def execute(client, name, **arguments):
+    pairs = [{"Name": each, "Value": value} for each, value in arguments.items()]
+    return client.call("Execute", {"Path": f"Device.LocalConfig.{name}", "ParameterList": pairs})
+
+
+def asked(house):
+    """What was asked since the last call: (action, path, value)."""
+    found = [(each["action"], each["path"], each.get("value")) for each in house.asked("asked")]
+    (house.left / "asked").write_text("")
+    return found
+
+
+def furnish(client, house):
+    """A restore point with a host and two rows, and something else running."""
+    assert "result" in write(client, Host="villa")
+    for number in (1, 2):
+        client.result("AddObject", {"ObjectName": "Device.Row."})
+        assert "result" in write(client, **{f"Row__{number}__Name": str(number)})
+    client.result("SaveConfig", {"RestorePointName": "one"})
+    assert "result" in write(client, Host="shed", Plain="x")
+    client.result("DeleteObject", {"ObjectName": "Device.Row.1."})
+    client.result("AddObject", {"ObjectName": "Device.Row."})
+    asked(house)
+
+
+BACK = [("set", "Device.Host", "villa"), ("delete", "Device.Row.3.", None), ("add", "Device.Row.", None),
+        ("set", "Device.Row.1.Name", "1")]
+
+
+def test_a_restore_asks_for_each_change(client, house):
+    furnish(client, house)
+    assert "result" in execute(client, "Restore", Name="one")
+    assert asked(house) == BACK
+    assert read(client, "Device.Host", "Device.Plain", "Device.Row.1.Name", "Device.Row.2.Name") == {
+        "Device.Host": "villa", "Device.Plain": "", "Device.Row.1.Name": "1", "Device.Row.2.Name": "2"}
+    assert client.code("GetParameterValues", {"ParameterNames": ["Device.Row.3.Name"]}) == 9005
+
+
+def test_a_reset_asks_as_well(client, house):
+    furnish(client, house)
+    assert client.result("FactoryReset") == {}
+    assert asked(house) == [("set", "Device.Host", "home"), ("delete", "Device.Row.2.", None),
+                            ("delete", "Device.Row.3.", None)]
+    assert read(client, "Device.Host", "Device.Plain") == {"Device.Host": "home", "Device.Plain": ""}
+
+
+def test_one_that_refuses_keeps_everything_as_it_is(client, house):
+    furnish(client, house)
+    house.script("changes", REFUSES)
+    for reply in (execute(client, "Restore", Name="one"), client.call("FactoryReset")):
+        assert reply["error"]["data"]["Data"] == {"Device.Host": "9001 Request denied: not now"}
+    assert read(client, "Device.Host", "Device.Plain", "Device.Row.3.Name") == {
+        "Device.Host": "shed", "Device.Plain": "x", "Device.Row.3.Name": ""}
+    house.script("changes", CHANGES)
+    assert "result" in execute(client, "Restore", Name="one"), "nor was anything stored"
+
+
+def test_a_checkpoint_asks_when_it_comes_back(client, house):
+    furnish(client, house)
+    assert "result" in execute(client, "Checkpoint", Timeout=1)
+    assert "result" in write(client, Host="tent", Plain="y")
+    asked(house)
+    wait_for(lambda: read(client, "Device.Plain") == {"Device.Plain": "x"}, "the checkpoint")
+    assert asked(house) == [("set", "Device.Host", "shed")]
+    assert read(client, "Device.Host") == {"Device.Host": "shed"}
