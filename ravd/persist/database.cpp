@@ -28,8 +28,8 @@ constexpr const char *migrations[] = {
     "CREATE TABLE setting (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;",
     // The one that the next start loads has no name, restore points have theirs.
     "CREATE TABLE configuration (name TEXT PRIMARY KEY, document TEXT NOT NULL, saved INTEGER NOT NULL);",
-    "CREATE TABLE content (digest TEXT NOT NULL);"  // one row: of all other tables
-    "INSERT INTO content VALUES ('');",
+    ("CREATE TABLE content (digest TEXT NOT NULL);"  // one row: of all other tables
+     "INSERT INTO content VALUES ('');"),
 };
 
 constexpr const char *settings =
