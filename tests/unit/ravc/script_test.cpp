@@ -112,12 +112,6 @@ TEST_F(Script, HashIsACommentOnlyAtTheVeryStartOrAsAWord) {
     EXPECT_EQ(run(" #x\n"), "#x: unknown method.\n");  // after a blank it is the first word: intended
 }
 
-TEST_F(Script, WordsThatAreNotUtf8EndTheScript) {
-    EXPECT_EQ(run("echo \xff\nget a \xff\necho b\n"), "\xff\nThe line is not valid UTF-8.\n");
-    EXPECT_EQ(result_, -1);
-    EXPECT_EQ(run("nosuch # \xff\n"), "nosuch: unknown method.\n");
-}
-
 // What reaches the command: a script is run with a daemon that shows the words as names.
 class ScriptWords : public ShellFixture {
  protected:
@@ -145,6 +139,10 @@ TEST_F(ScriptWords, AreCutAtBlanksAndTabsQuotesGroupNothing) {
 TEST_F(ScriptWords, EndAtAWordThatBeginsWithAHash) {
     EXPECT_EQ(words_of("get a b#c '#d' #e f\n"), (Sent{"a", "b#c", "'#d'"}));
     EXPECT_EQ(words_of("get #a\n"), Sent{"."});
+}
+
+TEST_F(ScriptWords, ThatAreNotUtf8AreLeftOut) {
+    EXPECT_EQ(words_of("get a \xff b\n"), (Sent{"a", "b"}));
 }
 
 TEST_F(ScriptWords, OfJoinedLinesAreOneCommands) {
