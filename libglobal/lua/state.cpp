@@ -173,3 +173,7 @@ int rv_lua_exec(rv_lua *context, const char *text, size_t length, const char *na
 int rv_lua_exit_status(const rv_lua *context) {
     return context->own->exit_status;
 }
+
+void rv_lua_check(lua_State *L) {
+    rv::lua_raise_if_stopping(L);
+}

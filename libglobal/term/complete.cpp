@@ -53,9 +53,8 @@ std::vector<size_t> possible_starts(std::string_view line) {
 
 // The leftmost start from which the line fits every candidate and is short of it; one that is typed in full, as an
 // object with its dot is, may instead stand before the children that are asked for, so the last separator comes next.
-bool find_start(std::string_view line, const std::vector<std::string_view> &candidates, bool ignore_case,
-                size_t *start) {
-    const std::vector<size_t> starts = possible_starts(line);
+bool find_start(std::string_view line, const std::vector<size_t> &starts,
+                const std::vector<std::string_view> &candidates, bool ignore_case, size_t *start) {
     const auto fits = [&](size_t at, size_t longer) {
         const std::string_view typed = line.substr(at);
         return std::all_of(candidates.begin(), candidates.end(), [&](std::string_view candidate) {
@@ -85,10 +84,12 @@ std::string common_beginning(const std::vector<std::string_view> &candidates, bo
 }  // namespace
 
 rv::Completion rv::complete(std::string_view line, size_t cursor, const std::vector<std::string_view> &candidates,
-                            bool ignore_case) {
+                            bool ignore_case, const char *delimiters) {
     Completion result;
     line = line.substr(0, cursor);
-    if (candidates.empty() || !find_start(line, candidates, ignore_case, &result.start)) return result;
+    const std::vector<size_t> starts =
+        delimiters ? std::vector<size_t>{line.find_last_of(delimiters) + 1} : possible_starts(line);
+    if (candidates.empty() || !find_start(line, starts, candidates, ignore_case, &result.start)) return result;
     const std::string_view typed = line.substr(result.start);
     result.text = common_beginning(candidates, ignore_case);
     const bool is_single = candidates.size() == 1;

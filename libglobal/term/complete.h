@@ -18,7 +18,8 @@ struct Completion {
 
 // What candidates, each for the word before cursor from its last separator on, make of line. A candidate may also
 // reach back to an earlier separator of the word, as file names with dots do: it replaces as much as it begins with.
+// delimiters: the characters that end a word, when candidates stand for whole words and nothing in a word separates.
 Completion complete(std::string_view line, size_t cursor, const std::vector<std::string_view> &candidates,
-                    bool ignore_case);
+                    bool ignore_case, const char *delimiters = nullptr);
 
 }  // namespace rv

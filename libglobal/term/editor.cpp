@@ -8,6 +8,7 @@
 #include <stdlib.h>
 
 #include "libglobal/term/bindings.h"
+#include "libglobal/term/columns.h"
 #include "libglobal/term/draw.h"
 #include "libglobal/term/engine.h"
 #include "libglobal/term/input.h"
@@ -199,6 +200,19 @@ char *rv_rl_async_feed(rv_rl_async *e, int key, int32_t *state) {
 
 int rv_rl_ctrl_d_is_pressed(void) {
     return ctrl_d;
+}
+
+void rv_rl_show_below(const char *text) {
+    if (active && active->is_shown) {
+        rv::draw_below(text);
+    } else {
+        printf("\n%s", text);
+    }
+}
+
+// As many blanks as a row has columns reach the next row exactly when the cursor is not at the begin of one.
+void rv_rl_begin_row(void) {
+    if (rv::input_is_drawn()) printf("%*s\r", rv::terminal_size().columns, "");
 }
 
 // A SIGINT whose handler returns is a key that drops the line.

@@ -18,6 +18,10 @@ void rv_rl_set_describe_cb(rv_rl_describe_cb describe) {
     rv::editor_settings().describe = describe;
 }
 
+void rv_rl_set_word_delimiters(const char *delimiters) {
+    rv::editor_settings().word_delimiters = delimiters;
+}
+
 void rv_rl_case_insensitive(int on) {
     rv::editor_settings().ignore_case = on != 0;
 }

@@ -9,6 +9,7 @@ struct EditorSettings {
     rv_rl_complete_cb complete = nullptr;
     rv_rl_hint_cb hint = nullptr;
     rv_rl_describe_cb describe = nullptr;
+    const char *word_delimiters = nullptr;  // null: words and separators of the shell
     bool ignore_case = false;
     bool is_question = false;  // the present line is an answer: the callbacks rest
     bool has_colors = false;   // else the three below are not used

@@ -67,8 +67,9 @@ void use(const json_t *list, bool is_second) {
         if (json_string_length(item) > 0) candidates.emplace_back(json_string_value(item), json_string_length(item));
     }
     const std::string_view line(rl_line_buffer, static_cast<size_t>(rl_end));
+    const rv::EditorSettings &settings = rv::editor_settings();
     const rv::Completion completion =
-        rv::complete(line, static_cast<size_t>(rl_point), candidates, rv::editor_settings().ignore_case);
+        rv::complete(line, static_cast<size_t>(rl_point), candidates, settings.ignore_case, settings.word_delimiters);
     if (completion.replaces) {
         replace_word(completion);
     } else if (candidates.size() > 1) {

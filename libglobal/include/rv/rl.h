@@ -56,6 +56,9 @@ char *rv_rl(const char *prompt, int timeout_ms);
 // whole, cursor in bytes. Null: none are offered. May be abandoned by SIGINT while it waits.
 typedef void (*rv_rl_complete_cb)(const char *line, size_t cursor, json_t *out);
 void rv_rl_set_autocomplete_cb(rv_rl_complete_cb complete);
+// The characters that end a word, of which candidates then replace all that stands before the cursor (borrowed for as
+// long as it is set). Null: words and separators as above.
+void rv_rl_set_word_delimiters(const char *delimiters);
 // What would finish the line: a new text (freed here) or null; shown behind the line while the cursor is at its end.
 typedef char *(*rv_rl_hint_cb)(const char *line);
 void rv_rl_set_hint_cb(rv_rl_hint_cb hint);
@@ -65,6 +68,13 @@ void rv_rl_case_insensitive(int on);
 // (freed here) or null. line ends at the cursor.
 typedef char *(*rv_rl_describe_cb)(const char *line);
 void rv_rl_set_describe_cb(rv_rl_describe_cb describe);
+
+// Begins a new row below the line that is being edited, prints text, which is whole lines, and draws the line anew
+// under it. For callbacks. Where no line is drawn: a line feed, and text.
+void rv_rl_show_below(const char *text);
+// Begins a row, unless the cursor stands at the begin of one: where programs may have left it in the middle. Does
+// nothing where standard input or standard output is no terminal.
+void rv_rl_begin_row(void);
 
 // The editor's colours. Nothing is coloured while rv_colors_toggle(0) holds.
 void rv_rl_set_colors(rv_hsv prompt, rv_hsv hint, rv_hsv completion);
