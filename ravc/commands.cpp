@@ -5,12 +5,9 @@
 #include <string.h>
 
 #include "ravc/commands/handlers.h"
-#include "ravc/unbuilt.h"
 #include "rv/string.h"
 
 namespace {
-
-constexpr command_handler to_come = unbuilt_command;
 
 // name, method, id, (hashes), handler by name, handler by method, usage, help
 command_row rows[] = {
@@ -42,9 +39,10 @@ command_row rows[] = {
      "login_if_guest <username|token> [<password>]", "try login if not authorized"},
     {"ls", "GetParameterNames", 21, 0, 0, process_ls, process_ls, "ls [-l] [<path1> <path2>...]",
      "list object's subnodes"},
-    {"lua", "lua", 22, 0, 0, to_come, to_come, "lua [<Lua statement>]",
+    {"lua", "lua", 22, 0, 0, process_lua, process_lua, "lua [<Lua statement>]",
      "run Lua script (without arguments - enter Luamode)"},
-    {"luarecord", nullptr, 23, 0, 0, to_come, nullptr, "luarecord <filename>", "create lua-script from Lua session"},
+    {"luarecord", nullptr, 23, 0, 0, process_luarecord, nullptr, "luarecord <filename>",
+     "create lua-script from Lua session"},
     {"opt", nullptr, 25, 0, 0, process_opt, nullptr, "opt autocomplete|hint on|off", "enable/disable shell options"},
     {"order", "ChangeOrder", 26, 0, 0, process_order, process_order, "order <path> <num>",
      "assign order number to instance"},

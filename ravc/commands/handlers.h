@@ -51,6 +51,10 @@ int process_help(const char *name, json_t *args);
 // shell/opt.cpp
 int process_opt(const char *name, json_t *args);
 
+// commands/lua.cpp: lua is always 0, and does not return where a statement ends the program.
+int process_lua(const char *name, json_t *args);
+int process_luarecord(const char *name, json_t *args);
+
 // shell/record.cpp
 int process_record(const char *name, json_t *args);
 

@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "ravc/lua/colors.h"
+#include "rv/lua.h"
 
 namespace {
 
@@ -298,6 +299,7 @@ void lua_print_end(lua_State *L) {
 
 void lua_value_print(lua_State *L, int index) {
     luaL_checkstack(L, 8, "printing a value");
+    rv_lua_check(L);  // what is nested may be more than anybody can wait for
     const int value = lua_absindex(L, index);
     if (print_by_metafield(L, value)) return;
     switch (lua_type(L, value)) {

@@ -9,6 +9,8 @@ namespace {
 
 constexpr char history_path[] = "/tmp/.ravc.hist";
 
+bool is_open;
+
 }  // namespace
 
 void shell_history_open() {
@@ -17,13 +19,17 @@ void shell_history_open() {
     rv_rl_set_hint_cb(hint_line);
     rv_rl_set_describe_cb(describe_line);
     rv_history_load(history_path);
+    is_open = true;
 }
 
-void shell_history_close() {
+bool shell_history_close() {
+    if (!is_open) return false;
+    is_open = false;
     rv_rl_case_insensitive(1);
     rv_rl_set_autocomplete_cb(nullptr);
     rv_rl_set_hint_cb(nullptr);
     rv_rl_set_describe_cb(nullptr);
     rv_history_dump(history_path, -1);
     rv_history_clear();
+    return true;
 }

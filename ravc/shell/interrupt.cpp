@@ -3,7 +3,6 @@
 #include "ravc/shell/interrupt.h"
 
 #include <setjmp.h>
-#include <signal.h>
 
 #include "rv/wait.h"
 
@@ -43,6 +42,14 @@ void end_in_good_order_on(int number) {
     if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) set_action(number, on_end);
 }
 
+void set_mask(int how) {
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(how, &interrupt, nullptr);
+    blocked = how == SIG_BLOCK;
+}
+
 // Returns true when command ran to its end.
 bool run_or_jump(void (*command)(void *), void *context) {
     if (sigsetjmp(command_jump, 1) != 0) return false;
@@ -54,11 +61,7 @@ bool run_or_jump(void (*command)(void *), void *context) {
 }  // namespace
 
 void interrupt_init() {
-    sigset_t interrupt;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
-    blocked = true;
+    set_mask(SIG_BLOCK);
     end_in_good_order_on(SIGHUP);
     end_in_good_order_on(SIGTERM);
 }
@@ -85,6 +88,26 @@ bool run_command(void (*command)(void *), void *context) {
     set_action(SIGINT, SIG_IGN);  // throws away one that is pending
     set_action(SIGINT, SIG_DFL);
     return finished;
+}
+
+InterruptNoted::InterruptNoted() : was_blocked_(blocked), was_running_(command_running) {
+    sigaction(SIGINT, nullptr, &interrupt_);
+    sigaction(SIGHUP, nullptr, &hang_up_);
+    sigaction(SIGTERM, nullptr, &terminate_);
+    command_running = 0;
+    taken = 0;
+    if (!was_blocked_) interrupt_init();
+    interrupt_idle();
+}
+
+InterruptNoted::~InterruptNoted() {
+    sigaction(SIGINT, &interrupt_, nullptr);
+    command_running = was_running_;
+    if (was_blocked_) return;
+    sigaction(SIGHUP, &hang_up_, nullptr);
+    sigaction(SIGTERM, &terminate_, nullptr);
+    set_mask(SIG_UNBLOCK);
+    if (ending) raise(ending);
 }
 
 bool interrupt_pending() {

@@ -7,7 +7,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "ravc/cache/instance_events.h"
@@ -79,14 +78,6 @@ void run(void *context) {
     dispatch_by_name(command->name, command->args);
 }
 
-// Begins a row, unless the cursor stands at the begin of one: as many blanks as a row has columns reach the next row
-// exactly then. Keys that were echoed while a command ran, Ctrl-C among them, leave it in the middle of a row.
-void begin_row() {
-    winsize size;
-    if (!isatty(STDIN_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return;
-    printf("%*s\r", size.ws_col ? size.ws_col : 80, "");
-}
-
 // What an abandoned command may have left changed.
 void mend_after_jump() {
     rv_rl_echo_on(STDIN_FILENO);
@@ -105,7 +96,7 @@ void run_line(const char *line) {
     json_array_remove(args, 0);
     Command command = {json_string_value(name), args};
     if (!run_command(run, &command)) mend_after_jump();
-    begin_row();
+    rv_rl_begin_row();  // keys that were echoed, Ctrl-C among them, leave the cursor in the middle of a row
 }
 
 // Returns false when the line ends the shell.

@@ -109,11 +109,6 @@ def test_request_of_an_unknown_method(ravc):
         assert (result.returncode, result.stdout) == (255, f"{name}: unknown method.\n")
 
 
-def test_commands_that_are_still_to_come_say_so(ravc):
-    result = ravc("-r", "lua")
-    assert (result.returncode, result.stdout, result.stderr) == (255, "", "ravc: lua: not built yet\n")
-
-
 def test_lua_script_that_can_not_be_opened(ravc, tmp_path):
     result = ravc("-S", "/nonexistent/script")
     assert (result.returncode, result.stdout) == (255, "Cannot open script file /nonexistent/script\n")

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "ravc/unbuilt.h"
-
 namespace {
 
 // What a dispatcher printed and returned.
@@ -58,12 +56,6 @@ TEST(CommandTable, OnlyTheseAreCallableByMethod) {
         if (!row.method_handler) not_callable.insert(row.name);
     EXPECT_EQ(not_callable, (std::set<std::string>{"cd", "catree", "clear", "color", "help", "login_if_guest",
                                                    "luarecord", "opt", "pwd", "record", "take", "tree", "up"}));
-}
-
-TEST(CommandTable, RowsStillToBeBuilt) {
-    size_t left = 0;
-    for (const command_row &row : command_table()) left += row.handler == unbuilt_command;
-    EXPECT_EQ(left, 2U);
 }
 
 TEST(CommandTable, HasTextsForHelpOnEveryRowButDebug) {
