@@ -108,13 +108,17 @@ TEST_F(Record, OneAtATime) {
     EXPECT_EQ(content(), "ls\n");
 }
 
-TEST_F(Record, OfLuaIsStillToComeAndBeginsNothing) {
-    json_auto_t *args = json_pack("[s]", path_.c_str());
-    testing::internal::CaptureStderr();
+TEST_F(Record, OfLuaFailsAsOfCommandsDoesAndBeginsNoMode) {
+    json_auto_t *args = json_array();
+    testing::internal::CaptureStdout();
     EXPECT_EQ(dispatch_by_name("luarecord", args), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ravc: luarecord: not built yet\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "syntax: luarecord <filename>|abort\n");
+    json_array_append_new(args, json_string("/nonexistent/folder/file"));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(dispatch_by_name("luarecord", args), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "luarecord: can't create record file /nonexistent/folder/file.\n");
     EXPECT_FALSE(recording());
-    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
 TEST_F(Record, TakesOneWord) {
