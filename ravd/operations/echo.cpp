@@ -45,13 +45,13 @@ class EchoDiagnostic : public Diagnostic {
     EchoDiagnostic(const Call &call, const Operation &operation) : Diagnostic(call, operation) {
         const int family = family_of(operation.argument<std::string>("ProtocolVersion"));
         lookup_.emplace(base(), operation.argument<std::string>("Host"), family,
-                        [this](const std::optional<Address> &address) {
+                        [this](const std::optional<SocketAddress> &address) {
                             if (!address) return finish({{"Status", "Error_CannotResolveHostName"}});
                             probe(*address);
                         });
     }
 
-    virtual void probe(const Address &address) = 0;
+    virtual void probe(const SocketAddress &address) = 0;
 
  private:
     std::optional<Lookup> lookup_;
@@ -67,7 +67,7 @@ class PingDiagnostic : public EchoDiagnostic {
     }
 
  private:
-    void probe(const Address &address) override {
+    void probe(const SocketAddress &address) override {
         order_.destination = address;
         ping_.emplace(base(), order_, [this](const PingReport &report) { tell(report); });
     }
@@ -101,7 +101,7 @@ class TraceDiagnostic : public EchoDiagnostic {
     }
 
  private:
-    void probe(const Address &address) override {
+    void probe(const SocketAddress &address) override {
         order_.destination = address;
         trace_.emplace(base(), order_, [this](const TraceReport &report) { tell(report); });
     }

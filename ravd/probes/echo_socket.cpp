@@ -56,13 +56,13 @@ std::string_view without_ip_header(std::string_view packet) {
     return packet.substr(std::min(size, packet.size()));
 }
 
-bool same_host(const Address &a, const Address &b) {
+bool same_host(const SocketAddress &a, const SocketAddress &b) {
     return a.storage.ss_family == b.storage.ss_family && a.text() == b.text();
 }
 
 }  // namespace
 
-std::string Address::text() const {
+std::string SocketAddress::text() const {
     char host[NI_MAXHOST] = "";
     getnameinfo(reinterpret_cast<const sockaddr *>(&storage), size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
     return std::string(host).substr(0, strcspn(host, "%"));
@@ -72,7 +72,7 @@ EchoSocket::~EchoSocket() {
     if (fd_ >= 0) close(fd_);
 }
 
-bool EchoSocket::open(const Address &destination) {
+bool EchoSocket::open(const SocketAddress &destination) {
     destination_ = destination;
     const bool v6 = destination.is_v6();
     const int protocol = v6 ? static_cast<int>(IPPROTO_ICMPV6) : static_cast<int>(IPPROTO_ICMP);

@@ -10,7 +10,7 @@
 
 namespace ravd {
 
-struct Address {
+struct SocketAddress {
     sockaddr_storage storage = {};
     socklen_t size = 0;
 
@@ -25,7 +25,7 @@ class EchoSocket {
     struct Answer {
         enum class Kind { reply, time_exceeded, unreachable } kind;
         uint16_t sequence;
-        Address from;  // who says so
+        SocketAddress from;  // who says so
     };
 
     EchoSocket() = default;
@@ -34,7 +34,7 @@ class EchoSocket {
     EchoSocket &operator=(const EchoSocket &) = delete;
 
     // Opens it for requests to destination. Returns false when the system does not allow it.
-    bool open(const Address &destination);
+    bool open(const SocketAddress &destination);
     int fd() const { return fd_; }
 
     bool set_hops(int hops);
@@ -51,7 +51,7 @@ class EchoSocket {
     int fd_ = -1;
     bool raw_ = false;
     uint16_t identifier_ = 0;  // of raw requests; else the system's own
-    Address destination_;
+    SocketAddress destination_;
 };
 
 }  // namespace ravd

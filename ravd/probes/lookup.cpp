@@ -35,7 +35,7 @@ Lookup::~Lookup() {
 
 void Lookup::tell() {
     const Done done = std::move(done_);
-    const std::optional<Address> address = address_;
+    const std::optional<SocketAddress> address = address_;
     done(address);
 }
 

@@ -14,7 +14,7 @@ namespace ravd {
 
 class Lookup {
  public:
-    using Done = std::function<void(const std::optional<Address> &address)>;
+    using Done = std::function<void(const std::optional<SocketAddress> &address)>;
 
     // family: AF_INET, AF_INET6, or AF_UNSPEC for the first address of either kind. done is called once, on the loop
     // and never from in here, unless the object goes before; it may delete the object.
@@ -27,7 +27,7 @@ class Lookup {
     void tell();
 
     Done done_;
-    std::optional<Address> address_;
+    std::optional<SocketAddress> address_;
     event *told_;
     Resolver resolver_;
 };

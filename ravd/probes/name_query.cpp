@@ -31,7 +31,7 @@ Kind kind_of(int result) {
 
 // The address of the resolver's server at that place; empty when there is none.
 std::string server_of(evdns_base *dns, int place) {
-    Address address;
+    SocketAddress address;
     const int size = evdns_base_get_nameserver_addr(dns, place, reinterpret_cast<sockaddr *>(&address.storage),
                                                     sizeof address.storage);
     if (size <= 0) return "";

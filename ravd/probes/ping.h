@@ -11,7 +11,7 @@
 namespace ravd {
 
 struct PingOrder {
-    Address destination;
+    SocketAddress destination;
     unsigned repetitions = 3;
     unsigned timeout_ms = 1000;  // for each reply
     size_t block_size = 64;      // bytes of data

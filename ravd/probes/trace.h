@@ -13,7 +13,7 @@
 namespace ravd {
 
 struct TraceOrder {
-    Address destination;
+    SocketAddress destination;
     unsigned tries = 3;  // for each hop
     unsigned timeout_ms = 5000;
     size_t block_size = 38;

@@ -12,8 +12,8 @@ namespace ravd {
 
 namespace {
 
-Address address(const char *text) {
-    Address result;
+SocketAddress address(const char *text) {
+    SocketAddress result;
     auto &v4 = reinterpret_cast<sockaddr_in &>(result.storage);
     auto &v6 = reinterpret_cast<sockaddr_in6 &>(result.storage);
     if (inet_pton(AF_INET, text, &v4.sin_addr) == 1) {
@@ -58,7 +58,7 @@ class OverLoopback : public Probes, public testing::WithParamInterface<const cha
  protected:
     void SetUp() override {
         EchoSocket socket;
-        const Address destination = address(GetParam());
+        const SocketAddress destination = address(GetParam());
         if (!socket.open(destination)) GTEST_SKIP() << "the system lets no echo request out";
         if (!socket.send(1, 0)) GTEST_SKIP() << "no such interface here";
     }
