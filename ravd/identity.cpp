@@ -1,6 +1,7 @@
 // Peers of the local socket, and what their user entitles them to.
 #include "ravd/identity.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -21,7 +22,12 @@ bool identify_local(int fd, Peer &peer) {
     ucred credentials = {};
     socklen_t size = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return false;
+    socklen_t room = 0;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, nullptr, &room) != 0 && errno != ERANGE) return false;
+    peer.groups.resize(room / sizeof(gid_t));
+    if (room > 0 && getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, peer.groups.data(), &room) != 0) return false;
     peer.uid = credentials.uid;
+    peer.gid = credentials.gid;
     peer.pid = credentials.pid;
     return true;
 }

@@ -10,7 +10,7 @@
 
 namespace ravd {
 
-// Fills uid and pid from the socket's peer. Returns false when the system does not tell it.
+// Fills user, groups and process from the socket's peer. Returns false when the system does not tell it.
 bool identify_local(int fd, Peer &peer);
 
 // "admin", "user" or "guest".

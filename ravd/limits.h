@@ -53,6 +53,16 @@ struct ClientLimits {
     uint64_t firmware = 256 * mib;        // bytes of a firmware image
     uint64_t firmware_wait_ms = 900'000;  // an image that is neither applied nor cancelled
 
+    // Files that are fetched and sent.
+    uint64_t transfers = 8;               // at once
+    uint64_t transfer_ms = 3'600'000;     // until one is given up
+    uint64_t transfer_stall_ms = 30'000;  // the same when in that time less than ...
+    uint64_t transfer_floor = 4 * kib;    // ... so many bytes have moved
+    uint64_t configuration = 16 * mib;    // bytes of a configuration that is fetched
+    uint64_t file = 64 * mib;             // bytes of any other file
+    uint64_t files = 256 * mib;           // bytes of all of those together
+    uint64_t files_count = 1024;          // and their number
+
     uint64_t turn_requests = 32;      // requests of one connection before the others have their turn
     uint64_t turn_ms = 5;             // the same in time
     uint64_t unsent_high = mib;       // bytes of untaken replies that stop the reading of requests ...

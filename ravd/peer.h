@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -14,6 +15,8 @@ struct Peer {
     Transport transport = Transport::local;
     bool secured = false;                  // by TLS
     uid_t uid = static_cast<uid_t>(-1);    // local: the peer's user when it connected; else -1
+    gid_t gid = static_cast<gid_t>(-1);    // likewise
+    std::vector<gid_t> groups = {};        // local: the peer's further groups when it connected
     pid_t pid = -1;                        // local: its process then, which may have ended since; gives no right
     std::array<uint8_t, 16> address = {};  // TCP: what counts as one address, see address_key()
 };
