@@ -210,7 +210,7 @@ def test_it_dies_with_its_client(house, start_ravd):
 
 
 def test_it_dies_with_the_daemon(house, start_ravd):
-    house.script("one", "echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; sleep inf & wait")
+    house.script("one", "echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; exec sleep inf")
     for end in ("terminate", "kill"):
         daemon = start_ravd(*house.options(), schema=house.schema)
         with daemon.connect() as client:
