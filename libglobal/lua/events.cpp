@@ -140,7 +140,7 @@ Message lua_next_event(lua_State *L, const std::vector<uint32_t> &groups, int64_
         const bool endless = left > std::numeric_limits<int>::max();
         const TimeoutScope scope(events, endless ? -1 : static_cast<int>(std::max<int64_t>(left, 0)));
         Message event(rv_jrpcapi_recv_event(events, groups.data(), groups.size()));
-        lua_raise_if_stopping(L);
+        lua_raise_if_stopping();
         if (event || rv_jrpcapi_get_socket_err(events) != RV_SOCKET_ERR_NOTHING) return event;
     }
 }

@@ -18,7 +18,7 @@ void raise_stop(lua_State *L, lua_Debug *) {
     if (lua_stopping() == Stop::none) {
         lua_sethook(L, nullptr, 0, 0);  // a coroutine that was suspended meanwhile
     } else {
-        lua_raise_if_stopping(L);
+        lua_raise_if_stopping();
     }
 }
 
@@ -62,8 +62,10 @@ void lua_stop(Stop reason) {
     for (const RunningThread *r = running; r; r = r->below) lua_sethook(r->thread, raise_stop, every_instruction, 1);
 }
 
-void lua_raise_if_stopping(lua_State *L) {
-    if (lua_stopping() != Stop::none) luaL_error(L, "interrupted!");
+// An exception that is none of Lua's own unwinds as its errors do, but calls no message handler: where the hook raises,
+// handlers run without hooks, and one that loops would never end.
+void lua_raise_if_stopping() {
+    if (const Stop reason = lua_stopping(); reason != Stop::none) throw reason;
 }
 
 RunningThread::RunningThread(lua_State *L) : thread(L), below(running) {

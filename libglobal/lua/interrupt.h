@@ -46,7 +46,7 @@ Stop lua_stopping();
 // Has it stopped for that reason. Safe in a signal handler.
 void lua_stop(Stop reason);
 // Raises the error that stops the script, where it is to stop; for functions whose wait was interrupted.
-void lua_raise_if_stopping(lua_State *L);
+void lua_raise_if_stopping();
 
 // Puts functions that know what runs in the place of coroutine.resume and coroutine.wrap.
 void lua_watch_coroutines(lua_State *L);

@@ -84,7 +84,7 @@ int execute(lua_State *L) {
     }
     lua_show_output(lua_context(L));
     const int status = run_in_foreground(command);
-    lua_raise_if_stopping(L);
+    lua_raise_if_stopping();
     return luaL_execresult(L, status);
 }
 
@@ -105,7 +105,7 @@ int close_pipe(lua_State *L) {
     int status = -1;
     while (waitpid(pipe->pid, &status, options) < 0 && errno == EINTR) {
     }
-    lua_raise_if_stopping(L);
+    lua_raise_if_stopping();
     return luaL_execresult(L, status);
 }
 
@@ -147,7 +147,7 @@ int exit_program(lua_State *L) {
     const int status = lua_isboolean(L, 1) ? !lua_toboolean(L, 1) : static_cast<int>(luaL_optinteger(L, 1, 0));
     lua_context(L).own->exit_status = status;
     lua_stop(Stop::exit);
-    lua_raise_if_stopping(L);
+    lua_raise_if_stopping();
     return 0;
 }
 

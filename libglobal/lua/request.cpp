@@ -30,7 +30,7 @@ const json_t *lua_request(lua_State *L, rv_jrpcapi *connection, const Message &m
         return nullptr;
     }
     execute(connection, message.get());
-    lua_raise_if_stopping(L);
+    lua_raise_if_stopping();
     if (const json_t *result = rv_jrpcmsg_get_result_json(message.get())) return result;
     lua_push_failure(L, message.get());
     return nullptr;

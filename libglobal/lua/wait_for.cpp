@@ -60,7 +60,7 @@ bool pause(lua_State *L, int64_t until) {
         if (event || rv_now_ms() >= until) return false;
     }
     rv_sleep_ms(static_cast<int>(std::max<int64_t>(until - rv_now_ms(), 0)));
-    lua_raise_if_stopping(L);
+    lua_raise_if_stopping();
     return false;
 }
 
@@ -97,6 +97,7 @@ int wait(lua_State *L) {
     lua_insert(L, 1);
     const int status = lua_pcall(L, SECONDS, LUA_MULTRET, 0);
     if (!joined) lua_leave(lua_context(L), value_changed);
+    lua_raise_if_stopping();
     return status == LUA_OK ? lua_gettop(L) : lua_error(L);
 }
 

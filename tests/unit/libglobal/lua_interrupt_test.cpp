@@ -45,7 +45,10 @@ TEST_F(LuaInterrupt, StopsALoop) {
 
 TEST_F(LuaInterrupt, StopsALoopOfProtectedCalls) {
     EXPECT_EQ(stopped("kill() while true do pcall(function() while true do end end) end"), RV_LUA_INTERRUPTED);
-    EXPECT_EQ(stopped("kill() while true do xpcall(error, function() while true do end end) end"), RV_LUA_INTERRUPTED);
+}
+
+TEST_F(LuaInterrupt, StopsAMessageHandler) {
+    EXPECT_EQ(stopped("while true do xpcall(error, function() kill() while true do end end) end"), RV_LUA_INTERRUPTED);
 }
 
 TEST_F(LuaInterrupt, StopsCoroutines) {
