@@ -63,8 +63,10 @@ void use_up_sigint() {
 // Returns its status, or -1.
 int run_in_foreground(const char *command) {
     const SigintBlocked scope;
+    if (lua_stopping() != Stop::none) return -1;
     const pid_t pid = start(command, -1, -1);
     if (pid < 0) return -1;
+    if (rv_interrupt_pending()) kill(pid, SIGINT);  // it came when there was no program yet to take it
     bool other_signal = false;
     int status = -1;
     while (waitpid(pid, &status, 0) < 0) {

@@ -136,7 +136,7 @@ void print_string(std::string_view text) {
 bool print_by_metafield(lua_State *L, int index) {
     if (luaL_getmetafield(L, index, "__tostring") == LUA_TNIL) return false;
     lua_pushvalue(L, index);
-    lua_pcall(L, 1, 1, 0);  // the message of an error is the text then
+    if (lua_pcall(L, 1, 1, 0) != LUA_OK) rv_lua_check(L);  // the message of any other error is the text then
     out_append_wrapped(string_at(L, -1));
     lua_pop(L, 1);
     return true;
