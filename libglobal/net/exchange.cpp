@@ -80,6 +80,7 @@ int execute(rv_jrpcapi &c, rv_jrpcmsg &msg) {
     if (resumed < 0) return resumed;
     if (resumed == 0) {
         if (!msg.own_id && give_id(c, msg.request) != 0) return RV_SOCKET_ERR_OS - ENOMEM;
+        if (msg.secret) outbox_expect_secret(c.out);
         if (const int err = exchange_new(c, json_incref(msg.request), deadline)) return err;
     }
     take_reply(c, msg);

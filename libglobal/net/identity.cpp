@@ -14,10 +14,6 @@ namespace rv {
 
 namespace {
 
-// Holds a Hello and a request with a user and a password of 255 bytes, each byte escaped: no text in the outbox moves
-// while it holds a secret.
-constexpr size_t secret_frame_size = 4096;
-
 void wipe(std::string &text) {
     explicit_bzero(text.data(), text.size());
     text.clear();
@@ -62,8 +58,7 @@ void wipe_member(const json_t *params, const char *key) {
 // Takes request, and wipes it before the first wait; its text in the outbox is wiped when it has left.
 int exchange_secret_new(rv_jrpcapi &c, json_t *request, int64_t deadline) {
     if (!request) return RV_SOCKET_ERR_OS - EINVAL;
-    c.out.text.reserve(c.out.text.size() + secret_frame_size);
-    c.out.secret = true;
+    outbox_expect_secret(c.out);
     const int err = exchange_begin_new(c, json_incref(request), deadline);
     wipe_member(json_object_get(request, "params"), "Password");
     wipe_member(json_object_get(request, "params"), "Token");

@@ -23,6 +23,15 @@ bool is_reply(const json_t *json) {
     return json_object_get(json, "id") && (json_object_get(json, "result") || json_object_get(json, "error"));
 }
 
+void wipe_texts(json_t *json) {
+    const char *key;
+    size_t i;
+    json_t *inner;
+    if (json_is_string(json)) explicit_bzero(const_cast<char *>(json_string_value(json)), json_string_length(json));
+    json_object_foreach(json, key, inner) wipe_texts(inner);
+    json_array_foreach(json, i, inner) wipe_texts(inner);
+}
+
 }  // namespace
 
 uint32_t message_group(const json_t *json) {
@@ -98,9 +107,14 @@ rv_jrpcmsg *rv_jrpcmsg_parse_json(json_t *json) {
 
 void rv_jrpcmsg_free(rv_jrpcmsg *msg) {
     if (!msg) return;
+    if (msg->secret) rv::wipe_texts(json_object_get(msg->request, "params"));
     json_decref(msg->request);
     json_decref(msg->reply);
     delete msg;
+}
+
+void rv_jrpcmsg_set_secret(rv_jrpcmsg *msg) {
+    if (msg) msg->secret = true;
 }
 
 int rv_jrpcmsg_typeof(const rv_jrpcmsg *msg) {

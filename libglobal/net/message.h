@@ -10,7 +10,8 @@ struct rv_jrpcmsg {
     bool own_id = false;         // the request brings its own id, which goes out as it stands
     json_t *request = nullptr;
     json_t *reply = nullptr;
-    int failure = 0;  // the socket error that stands for a reply; reply is null, or says the same as JSON
+    bool secret = false;  // the request's params hold a secret
+    int failure = 0;      // the socket error that stands for a reply; reply is null, or says the same as JSON
 };
 
 namespace rv {

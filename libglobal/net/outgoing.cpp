@@ -13,6 +13,9 @@ namespace rv {
 
 namespace {
 
+// Holds a Hello and a request with a user and a password of 255 bytes, each byte escaped: no text in the outbox moves
+// while it holds a secret.
+constexpr size_t secret_frame_size = 4096;
 constexpr size_t kept_size = size_t{256} * 1024;
 
 // The session's secret, the same on every connection of this process: 32 hex digits.
@@ -123,6 +126,11 @@ int flush(rv_jrpcapi &c, int64_t deadline) {
         if (got == RV_SOCKET_ERR_LOST) return loss(c);
         if (got < 0) return got;
     }
+}
+
+void outbox_expect_secret(Outbox &out) {
+    out.text.reserve(out.text.size() + secret_frame_size);
+    out.secret = true;
 }
 
 void outbox_clear(Outbox &out) {

@@ -21,6 +21,8 @@ int send_queued(rv_jrpcapi &c);
 // and no byte of the last frame had left, else RV_SOCKET_ERR_LOST; or another socket error.
 int flush(rv_jrpcapi &c, int64_t deadline);
 
+// Makes room for a frame that holds a secret, so that nothing of the outbox moves while it does.
+void outbox_expect_secret(Outbox &out);
 // Empties the outbox, and wipes it where it held a secret.
 void outbox_clear(Outbox &out);
 

@@ -66,16 +66,12 @@ const char *find_debug_mode(const char *word) {
     return nullptr;
 }
 
-// The password of the user who is logged in, as a new text for a request; wipe_text() it.
+// The password of the user who is logged in, as a new text for a request.
 json_t *ask_password() {
     char *password = password_prompt("[ravc] password for current user: ");
     json_t *text = json_string(password);
     password_free(password);
     return text;
-}
-
-void wipe_text(const json_t *text) {
-    if (text) explicit_bzero(const_cast<char *>(json_string_value(text)), json_string_length(text));
 }
 
 // Ends the shell that this program was started from, as a terminal that hangs up does. As the child of the system's
@@ -171,12 +167,12 @@ int process_debug(const char *, json_t *args) {
         printf("syntax: %s\n", "change system debug mode");  // without the command's name: intended
         return -1;
     }
-    json_auto_t *password = mode == debug_modes[0] ? nullptr : ask_password();
+    json_t *password = mode == debug_modes[0] ? nullptr : ask_password();
     message_auto_t *msg = rv_jrpcmsg_cmd_execute_new("Device.System.Debug", nullptr);
+    rv_jrpcmsg_set_secret(msg);
     rv_jrpcmsg_cmd_set_parameter_values_add_new(msg, "Mode", json_string(mode));
-    rv_jrpcmsg_cmd_set_parameter_values_add_new(msg, "UserPassword", json_incref(password));
+    rv_jrpcmsg_cmd_set_parameter_values_add_new(msg, "UserPassword", password);
     send_request(msg, NO_TIMEOUT);
-    wipe_text(password);
     print_reply_status(msg);
     if (!is_result(msg)) return 0;
     puts("You must log out and log back in for the changes to take effect.");

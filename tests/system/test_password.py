@@ -292,6 +292,25 @@ def test_password_is_nowhere_in_memory_after_a_log_out(accepting, tmp_path, auth
         end(process)
 
 
+@pytest.mark.parametrize("answered", [True, False])
+def test_password_of_debug_is_nowhere_in_memory_after_it(accepting, tmp_path, open_shell, answered, monkeypatch):
+    monkeypatch.setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1")  # of the abandoned command
+    accepting.refused = {"Execute"}  # else whoever has started the shell would be hung up
+    accepting.unanswered = set() if answered else {"Execute"}
+    shell = open_shell(accepting.destination).wait_line("")
+    shell.send("debug temporary\r")
+    shell.wait(shell.hides_keys, "the password to be asked for")
+    shell.send(f"{CANARY}\r")
+    wait_for(lambda: "Execute" in accepting.methods(), "the request")
+    if not answered:
+        shell.send("\x03")
+    shell.wait_line("")
+    assert accepting.requests[-1][1]["ParameterList"][1] == {"Name": "UserPassword", "Value": CANARY}
+    accepting.unanswered = set()
+    shell.enter("cat in")
+    assert not is_in_memory(shell.process.pid, CANARY)
+
+
 @pytest.mark.parametrize("auth", ["joe:%s", "%s"])
 def test_password_and_token_leave_the_process_list_before_anything_waits(tmp_path, auth):
     with socket.socket(socket.AF_UNIX) as mute:

@@ -33,6 +33,9 @@ rv_jrpcmsg *rv_jrpcmsg_create_event_new(uint32_t group, json_t *params);
 // or "error"), with "jsonrpc": "2.0". Null when json is none. Takes a reference of its own.
 rv_jrpcmsg *rv_jrpcmsg_parse_json(json_t *json);
 void rv_jrpcmsg_free(rv_jrpcmsg *msg);  // takes null
+// Says that the request's params hold a secret: what goes out is wiped once it has left, and every text in the params,
+// whoever else has it, when msg is freed. Takes null.
+void rv_jrpcmsg_set_secret(rv_jrpcmsg *msg);
 
 // One of the RV_JRPCMSG_* codes.
 int rv_jrpcmsg_typeof(const rv_jrpcmsg *msg);
