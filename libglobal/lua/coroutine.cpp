@@ -12,10 +12,7 @@ int resume(lua_State *L) {
     lua_State *thread = lua_tothread(L, 1);
     luaL_argcheck(L, thread, 1, "coroutine expected");
     const RunningThread scope(thread);
-    lua_pushvalue(L, lua_upvalueindex(1));
-    lua_insert(L, 1);
-    lua_call(L, lua_gettop(L) - 1, LUA_MULTRET);
-    return lua_gettop(L);
+    return lua_tocfunction(L, lua_upvalueindex(1))(L);
 }
 
 // A function that wrap made: upvalue 2 is its coroutine.
@@ -23,10 +20,10 @@ int wrapped(lua_State *L) {
     lua_pushvalue(L, lua_upvalueindex(2));
     lua_insert(L, 1);
     const int count = resume(L);
-    if (lua_toboolean(L, 1)) return count - 1;
-    if (lua_type(L, 2) == LUA_TSTRING) {
+    if (lua_toboolean(L, -count)) return count - 1;
+    if (lua_type(L, -1) == LUA_TSTRING) {
         luaL_where(L, 1);
-        lua_insert(L, 2);
+        lua_insert(L, -2);
         lua_concat(L, 2);
     }
     return lua_error(L);

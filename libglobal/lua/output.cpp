@@ -35,17 +35,13 @@ bool is_file(lua_State *L, int index, const FILE *file) {
     return stream && stream->closef && stream->f == file;
 }
 
-// Upvalue 1 is the method that this one stands for; the file is argument 1.
+// Upvalue 1 is the function that this one stands for. It runs in the present frame, so that its errors name this one.
 int call_original(lua_State *L) {
-    lua_pushvalue(L, lua_upvalueindex(1));
-    lua_insert(L, 1);
-    lua_call(L, lua_gettop(L) - 1, LUA_MULTRET);
-    return lua_gettop(L);
+    return lua_tocfunction(L, lua_upvalueindex(1))(L);
 }
 
-// Writes the arguments from first on; all are checked before.
-void emit_arguments(lua_State *L, int first) {
-    for (int i = first; i <= lua_gettop(L); i++) {
+void emit_arguments(lua_State *L, int first, int last) {
+    for (int i = first; i <= last; i++) {
         size_t length = 0;
         const char *text = luaL_checklstring(L, i, &length);
         lua_emit(lua_context(L), {text, length});
@@ -54,7 +50,7 @@ void emit_arguments(lua_State *L, int first) {
 
 int file_write(lua_State *L) {
     if (!is_file(L, 1, stdout)) return call_original(L);
-    emit_arguments(L, 2);
+    emit_arguments(L, 2, lua_gettop(L));
     lua_settop(L, 1);
     return 1;
 }
@@ -67,15 +63,14 @@ int file_control(lua_State *L) {
 
 // io.write: upvalue 1 is what it was, upvalue 2 is io.output.
 int io_write(lua_State *L) {
+    const int count = lua_gettop(L);
     lua_pushvalue(L, lua_upvalueindex(2));
     lua_call(L, 0, 1);
     if (!is_file(L, -1, stdout)) {
         lua_pop(L, 1);
         return call_original(L);
     }
-    lua_insert(L, 1);
-    emit_arguments(L, 2);
-    lua_settop(L, 1);
+    emit_arguments(L, 1, count);
     return 1;
 }
 

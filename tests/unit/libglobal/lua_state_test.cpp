@@ -35,6 +35,13 @@ TEST_F(LuaState, WriteGivesTheFile) {
     EXPECT_EQ(run("io.write({})"), RV_LUA_FAILED);
 }
 
+TEST_F(LuaState, ArgumentsThatAreWrongAreNamedAsEver) {
+    EXPECT_EQ(value("(io.write or print){}"), "test:1: bad argument #1 to 'io.write' (string expected, got table)");
+    EXPECT_EQ(value("io.stdout:write('', {})"), "test:1: bad argument #2 to 'write' (string expected, got table)");
+    EXPECT_EQ(value("io.lines(false)"), "test:1: bad argument #1 to 'lines' (string expected, got boolean)");
+    EXPECT_EQ(value("io.stdin:seek('nowhere')"), "test:1: bad argument #1 to 'seek' (invalid option 'nowhere')");
+}
+
 TEST_F(LuaState, WriteToAFileGoesThere) {
     EXPECT_EQ(run("local f = io.tmpfile() io.output(f) io.write('x', 1) f:write('y') f:seek('set') "
                   "io.output(io.stdout) print(f:read('a'))"),
