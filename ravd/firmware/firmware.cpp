@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "ravd/audit.h"
-#include "ravd/firmware/fetch_file.h"
 #include "ravd/firmware/upgrade.h"
 #include "ravd/session.h"
 
@@ -33,8 +32,8 @@ Fault download_firmware(const Call &call, std::string &result) {
     }
     if (call.boolean("NeedPreUpdate")) return upgrades.check(session, size_of(call));
     if (call.text("URL").empty()) return {9003, "URL: missing", {}};
-    upgrades.fetch(call, {std::string(call.text("URL")), std::string(call.text("MD5")), size_of(call)},
-                   file_fetcher(call));
+    upgrades.fetch(call, {std::string(call.text("URL")), std::string(call.text("MD5")), size_of(call),
+                          call.services.limits.firmware, call.caller.peer()});
     return {};
 }
 

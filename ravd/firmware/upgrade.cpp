@@ -45,7 +45,7 @@ struct Upgrades::Image {
         if (!path.empty()) unlink(path.c_str());
     }
 
-    ImageSource source;
+    FetchOrder order;
     Descriptor file;
     const Session *session;  // null once it has ended
     std::string user;
@@ -65,7 +65,7 @@ Upgrades::Upgrades(const Surroundings &surroundings)
 Upgrades::~Upgrades() {
     around_.sessions.on_end(nullptr);
     stop_ = true;
-    if (end_fetch_) end_fetch_();
+    fetch_.reset();
     worker_.reset();
     event_free(expiry_);
 }
@@ -104,9 +104,9 @@ bool Upgrades::owns(const Session &session, std::string_view transaction) const 
            image_->transaction == transaction;
 }
 
-bool Upgrades::is_being_applied(const ImageSource &source) const {
+bool Upgrades::is_being_applied(const FetchOrder &order) const {
     if (state_ != State::applying) return false;
-    return source.md5.empty() ? source.url == image_->source.url : source.md5 == image_->source.md5;
+    return order.md5.empty() ? order.url == image_->order.url : order.md5 == image_->order.md5;
 }
 
 Fault Upgrades::check(const Session &session, std::optional<uint64_t> size) const {
@@ -116,21 +116,21 @@ Fault Upgrades::check(const Session &session, std::optional<uint64_t> size) cons
     return {};
 }
 
-void Upgrades::fetch(const Call &call, ImageSource source, const Fetch &fetch) {
+void Upgrades::fetch(const Call &call, FetchOrder order) {
     const Session &session = call.caller.session();
     const auto reply = call.defer();
-    if (is_being_applied(source)) {
+    if (is_being_applied(order)) {
         std::string result = members({{"CurrentVersion", running_version()}, {"NewVersion", image_->manifest.version}});
         reply->answer({}, result.insert(1, R"("Status":0,)"));
         return;
     }
-    if (Fault fault = check(session, source.size)) return reply->answer(std::move(fault));
+    if (Fault fault = check(session, order.size)) return reply->answer(std::move(fault));
     drop();
     std::string problem;
     Descriptor file = saved_.create(problem);
     if (!file) return reply->answer({9002, problem, {}});
     image_ = std::make_shared<Image>();
-    image_->source = std::move(source);
+    image_->order = std::move(order);
     image_->file = std::move(file);
     image_->session = &session;
     image_->user = session.viewer.user;
@@ -140,11 +140,14 @@ void Upgrades::fetch(const Call &call, ImageSource source, const Fetch &fetch) {
     });
     state_ = State::fetching;
     report_upgrade(0, "an image is being fetched");
-    end_fetch_ = fetch(image_->source, image_->file.get(), around_.limits.firmware, [this](const Fault &fault) {
-        end_fetch_ = nullptr;
-        if (fault) return fail(fault);
-        verify();
-    });
+    fetch_ = std::make_unique<Fetch>(around_.base, around_.limits, image_->order, image_->file.get(),
+                                     [this](const Fault &fault) { fetched(fault); });
+}
+
+void Upgrades::fetched(const Fault &fault) {
+    fetch_.reset();
+    if (fault) return fail(fault);
+    verify();
 }
 
 void Upgrades::verify() {
@@ -276,7 +279,7 @@ void Upgrades::expire() {
 // What a thread still works on goes with the last one who holds it.
 void Upgrades::drop() {
     if (state_ == State::idle) return;
-    if (const auto end = std::exchange(end_fetch_, nullptr)) end();
+    fetch_.reset();
     event_del(expiry_);
     image_.reset();
     state_ = State::idle;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,26 +16,15 @@
 #include "ravd/firmware/slots.h"
 #include "ravd/limits.h"
 #include "ravd/methods.h"
+#include "ravd/transfer/fetch.h"
 #include "ravd/workers.h"
 
 namespace ravd {
 
 struct Session;
 
-// What an image is fetched from, and what is known of it beforehand.
-struct ImageSource {
-    std::string url;
-    std::string md5;               // hex digits; empty: not known
-    std::optional<uint64_t> size;  // bytes
-};
-
 class Upgrades {
  public:
-    // Fetches the source into a file, an open descriptor, of at most that many bytes, and checks size and MD5. Calls
-    // done once, later. Returns what ends it early: then done is not called.
-    using Done = std::function<void(Fault)>;
-    using Fetch = std::function<std::function<void()>(const ImageSource &source, int fd, uint64_t most, Done done)>;
-
     // What upgrades need of the daemon; all borrowed.
     struct Surroundings {
         event_base *base;
@@ -60,7 +48,7 @@ class Upgrades {
     // Whether an image could be taken now from this session; size: its bytes, where they are known.
     Fault check(const Session &session, std::optional<uint64_t> size) const;
     // Fetches and verifies an image and keeps it for the session. The call is answered later.
-    void fetch(const Call &call, ImageSource source, const Fetch &fetch);
+    void fetch(const Call &call, FetchOrder order);
     // Writes the image of that transaction, and then restarts the device. Returns when the writing has begun.
     Fault apply(const Call &call, std::string_view transaction);
     // Deletes the image of that transaction.
@@ -75,7 +63,8 @@ class Upgrades {
     ImageRules rules() const;
     bool is_busy_for(const Session &session) const;
     bool owns(const Session &session, std::string_view transaction) const;
-    bool is_being_applied(const ImageSource &source) const;
+    bool is_being_applied(const FetchOrder &order) const;
+    void fetched(const Fault &fault);
     void verify();
     void verified(const Fault &fault);
     void fail(const Fault &fault);
@@ -92,9 +81,9 @@ class Upgrades {
     Slots slots_;
     SavedImages saved_;
     State state_ = State::idle;
-    std::shared_ptr<Image> image_;     // not while idle
-    std::function<void()> end_fetch_;  // while fetching
-    event *expiry_;                    // of a saved image
+    std::shared_ptr<Image> image_;  // not while idle
+    std::unique_ptr<Fetch> fetch_;  // while fetching
+    event *expiry_;                 // of a saved image
     std::atomic<bool> stop_ = false;
     std::unique_ptr<Workers> worker_;  // one thread: what it does takes as long as the disk does
 };

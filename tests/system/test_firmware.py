@@ -2,12 +2,14 @@
 
 import hashlib
 import re
+import socket
+import threading
 
 import pytest
 from daemon import wait_for
 from firmware import apply, cancel, download, fetch, files_below, make_image, read, upgrade
 from rpc import Closed
-from users import add_user, log_in
+from users import add_user, code_of, log_in
 
 PRE_UPDATE = {"FileType": "Firmware", "NeedPreUpdate": True}
 
@@ -95,6 +97,38 @@ def test_the_third_request_installs(daemon, client, image):
     with daemon.connect() as again:
         assert read(again, "SoftwareVersion", "UpgradeStatus") == ["1.2.0", 0]
     assert daemon.log().count("<6>ready\n") == 3
+
+
+def serve_once(content):
+    """The netcat:// URL at which a content is had, once, and the thread that serves it."""
+    listening = socket.create_server(("127.0.0.1", 0))
+
+    def serve():
+        with listening, listening.accept()[0] as client:
+            client.sendall(content)
+
+    thread = threading.Thread(target=serve, daemon=True)
+    thread.start()
+    return f"netcat://127.0.0.1:{listening.getsockname()[1]}", thread
+
+
+def test_an_image_from_the_network(start_ravd, image):
+    daemon = start_ravd("--listen", "tcp://127.0.0.1:0", "--allow-plain-login")
+    content = image.read_bytes()
+    with daemon.connect() as local:
+        add_user(local, "ann", role="admin")
+    with daemon.connect_tcp() as client:
+        is_admin_of(client, "ann")
+        assert client.code("Download", download(image)) == 9001  # the daemon's own files are none of the network's
+        for sent, code in ((content[:-600], 9018), (content, 0)):
+            url, thread = serve_once(sent)
+            reply = client.call("Download", download(image, URL=url, FileSize=len(content)))
+            thread.join()
+            assert code_of(reply) == code, reply
+        assert apply(client, reply["result"])["result"] == {}
+        assert client.ended()
+    with daemon.connect() as local:
+        assert read(local, "SoftwareVersion") == "1.2.0"
 
 
 def test_slots_take_turns(daemon, client, tmp_path):
