@@ -174,6 +174,6 @@ int rv_lua_exit_status(const rv_lua *context) {
     return context->own->exit_status;
 }
 
-void rv_lua_check(lua_State *) {
+void rv_lua_check(void) {
     rv::lua_raise_if_stopping();
 }

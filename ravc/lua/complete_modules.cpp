@@ -48,7 +48,7 @@ bool load_module(lua_State *L, const std::string &name) {
     const std::string chunk = name + "=require(\"" + name + "\")";
     const int status = luaL_loadbufferx(L, chunk.data(), chunk.size(), "completion", "t");
     if (status == LUA_OK && lua_pcall(L, 0, 0, 0) == LUA_OK) return true;
-    rv_lua_check(L);  // for the error may be that of Ctrl-C
+    rv_lua_check();  // for the error may be that of Ctrl-C
     return false;
 }
 

@@ -136,7 +136,7 @@ void print_string(std::string_view text) {
 bool print_by_metafield(lua_State *L, int index) {
     if (luaL_getmetafield(L, index, "__tostring") == LUA_TNIL) return false;
     lua_pushvalue(L, index);
-    if (lua_pcall(L, 1, 1, 0) != LUA_OK) rv_lua_check(L);  // the message of any other error is the text then
+    if (lua_pcall(L, 1, 1, 0) != LUA_OK) rv_lua_check();  // the message of any other error is the text then
     out_append_wrapped(string_at(L, -1));
     lua_pop(L, 1);
     return true;
@@ -299,7 +299,7 @@ void lua_print_end(lua_State *L) {
 
 void lua_value_print(lua_State *L, int index) {
     luaL_checkstack(L, 8, "printing a value");
-    rv_lua_check(L);  // what is nested may be more than anybody can wait for
+    rv_lua_check();  // what is nested may be more than anybody can wait for
     const int value = lua_absindex(L, index);
     if (print_by_metafield(L, value)) return;
     switch (lua_type(L, value)) {

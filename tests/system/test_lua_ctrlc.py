@@ -11,6 +11,7 @@ ROUNDS = int(os.environ.get("RAV_CTRLC", "100"))
 ENDLESS = [
     "print('begun') while true do end",
     "print('begun') while true do pcall(function() while true do end end) end",
+    "print('begun') xpcall(function() while true do end end, function() while true do end end)",
     "print('begun') coroutine.wrap(function() while true do end end)()",
     "print('begun') co = coroutine.create(function() while true do coroutine.yield() end end)"
     " while true do coroutine.resume(co) end",

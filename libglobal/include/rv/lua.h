@@ -57,7 +57,7 @@ int rv_lua_exec(rv_lua *context, const char *text, size_t length, const char *na
 int rv_lua_call(rv_lua *context, int arguments, int results, int handler);
 
 // For functions that Lua calls and that take long: raises the error that stops the script where it is to stop.
-void rv_lua_check(struct lua_State *L);
+void rv_lua_check(void);
 
 // What os.exit() asked for, after RV_LUA_EXIT.
 int rv_lua_exit_status(const rv_lua *context);
