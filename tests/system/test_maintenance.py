@@ -4,7 +4,7 @@ import re
 
 import pytest
 from daemon import wait_for
-from device import OK
+from device import OK, Device
 
 pytestmark = pytest.mark.usefixtures("home")
 
@@ -42,3 +42,14 @@ def test_reset_brings_the_defaults_back(device):
     assert device.run("save") == (0, OK)
     assert device.run("reset") == (0, OK)
     wait_for(lambda: device.contact() == "", "the default")
+
+
+def test_a_guest_may_do_nothing_of_this(start_ravd):
+    daemon = start_ravd("--listen", "tcp://127.0.0.1:0")
+    guest = Device(daemon, ["-u", f"tcp://127.0.0.1:{daemon.ports()[0]}"], True)
+    denied = "[9001] Request denied\n"
+    assert guest.run("save") == (0, denied)
+    assert guest.run("reset", "all") == (0, denied)
+    assert guest.run("reboot") == (255, denied + "syntax: reboot [-f] [<DeviceMode>]\n")
+    assert guest.run("upgrade", "http://192.0.2.1/x") == (255, denied)
+    assert daemon.log().count("<6>ready\n") == 1

@@ -8,7 +8,7 @@ import pytest
 from device import OK
 from firmware import make_image
 
-pytestmark = [pytest.mark.usefixtures("home"), pytest.mark.parametrize("device", ["local"], indirect=True)]
+pytestmark = pytest.mark.usefixtures("home")
 
 
 def image_for(device, folder, version, size=100_000):
@@ -32,6 +32,14 @@ def test_a_build_upgrade(device, image):
     assert status == 0
     assert re.fullmatch(device.sending(path) + r"Build upgrade\.\.\.\nFlashing: [*@]*\nStatus: OK\n", text), text
     assert upgraded(device, "0.2.2")
+
+
+def test_an_upgrade_over_tls(secure_device, tmp_path):
+    path = image_for(secure_device, tmp_path, "0.2.2", 2_000_000)
+    status, text = secure_device.run("upgrade", path)
+    assert status == 0
+    assert re.fullmatch(secure_device.sending(path) + r"Build upgrade\.\.\.\nFlashing: [*@]*\nStatus: OK\n", text), text
+    assert upgraded(secure_device, "0.2.2")
 
 
 def test_a_major_upgrade_that_keeps_the_configuration(device, image):
