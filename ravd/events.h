@@ -19,6 +19,8 @@ namespace ravd {
 constexpr uint32_t first_client_group = 16;
 // What happens to the device as a whole, {"Event": name, ...}.
 constexpr uint32_t system_group = 2;
+// What was begun by a request and has ended, {"TransactionID", "FaultCode", "FaultString"}.
+constexpr uint32_t ended_group = 3;
 
 // Events waiting for one connection: a bounded queue that loses its oldest.
 class EventQueue {

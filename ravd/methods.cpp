@@ -141,7 +141,7 @@ constexpr Parameter reboot_parameters[] = {
 };
 
 constexpr Parameter download_parameters[] = {
-    {"FileType", text, true, "\"Firmware\"."},
+    {"FileType", text, true, "\"Firmware\", \"Config\" or \"File\"."},
     {"URL", text, false, "Where the file is."},
     {"MD5", text, false, "Its MD5, hex digits."},
     {"TargetFileName", text, false, "Its name on the device."},

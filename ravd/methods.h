@@ -31,6 +31,7 @@ class Restart;
 class SavedConfiguration;
 class Sessions;
 class Tokens;
+class Transfers;
 class Upgrades;
 class Workers;
 struct Viewer;
@@ -52,6 +53,7 @@ struct Services {
     Programs &programs;
     Restart &restart;
     Upgrades &upgrades;
+    Transfers &transfers;
     SavedConfiguration &saved;
     Checkpoint &checkpoint;
     Changes &changes;

@@ -97,6 +97,7 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
       upgrades_(std::make_unique<Upgrades>(
           Upgrades::Surroundings{base_, sessions_, events_, *restart_, *programs_, options.limits})),
       checkpoint_(std::make_unique<Checkpoint>(base_, [this](const std::string &document) { restore(document); })),
+      transfers_(options.limits),
       services_{.base = base_,
                 .model = model,
                 .sessions = sessions_,
@@ -112,6 +113,7 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
                 .programs = *programs_,
                 .restart = *restart_,
                 .upgrades = *upgrades_,
+                .transfers = transfers_,
                 .saved = saved,
                 .checkpoint = *checkpoint_,
                 .changes = *changes_} {
@@ -161,6 +163,7 @@ bool Server::open(Handover &kept, std::string &error) {
     }
     if (!open_handlers(error)) return false;
     if (!upgrades_->open(options_.state, options_.firmware_key, error)) return false;
+    if (!(error = transfers_.open(options_.state)).empty()) return false;
     for (size_t index = 0; index < options_.listen.size(); ++index) {
         if (!open_tcp(index, kept, error)) return false;
     }

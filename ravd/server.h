@@ -24,6 +24,7 @@
 #include "ravd/restart.h"
 #include "ravd/session.h"
 #include "ravd/tls.h"
+#include "ravd/transfers.h"
 #include "ravd/workers.h"
 
 namespace ravd {
@@ -81,6 +82,7 @@ class Server : private ConnectionHost {
     std::unique_ptr<Restart> restart_;
     std::unique_ptr<Upgrades> upgrades_;
     std::unique_ptr<Checkpoint> checkpoint_;
+    Transfers transfers_;
     Services services_;
     struct Listening {
         std::unique_ptr<Listener> listener;

@@ -21,6 +21,7 @@
 #include "ravd/restart.h"
 #include "ravd/saved_configuration.h"
 #include "ravd/tokens.h"
+#include "ravd/transfers.h"
 #include "ravd/workers.h"
 #include "tests/unit/ravd/member.h"
 
@@ -63,6 +64,7 @@ class RpcTest : public testing::Test {
                              .programs = programs,
                              .restart = restart,
                              .upgrades = *upgrades,
+                             .transfers = transfers,
                              .saved = *saved,
                              .checkpoint = checkpoint,
                              .changes = *changes};
@@ -89,6 +91,7 @@ class RpcTest : public testing::Test {
     Programs programs{base.get(), {}};
     Restart restart{base.get(), programs, [] { return true; }};
     std::unique_ptr<Upgrades> upgrades;
+    Transfers transfers{limits};
     Checkpoint checkpoint{base.get(), [](const std::string &) {}};
     std::unique_ptr<Redraws> redraws;
     std::unique_ptr<Changes> changes;
