@@ -1,7 +1,8 @@
-"""rv.get in a loop of a Lua script, against the limit client and server."""
+"""rv.get in a loop of a Lua script, against the limit client and server; and the printer of Lua mode."""
+import subprocess
 import tempfile
 
-from harness import measure, report, servers
+from harness import PIN, measure, report, servers
 
 NAME = "Device.DeviceInfo.UpTime"
 REQUESTS = 10000
@@ -20,3 +21,6 @@ def run(build):
         lua = measure(build, ROUNDS, [f"{build}/bin/ravc", "-u", real_socket, "-S", script.name])
         report(f"{REQUESTS} times rv.get, a request", lua[0] / REQUESTS, limit[0] / REQUESTS, "us")
         report("peak memory", lua[1], limit[1], "KiB")
+    print("lua: the printer of Lua mode, in one process")
+    print(subprocess.run([*PIN, f"{build}/bench/bench_lua_print"], check=True, text=True, capture_output=True).stdout,
+          end="")
