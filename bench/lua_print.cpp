@@ -1,6 +1,6 @@
-// What the printer of Lua values costs: microseconds an entry, for tables of 10,000 and 100,000 entries, as a sequence of
-// numbers and as texts under names, each of the latter on a line of its own. That both sizes cost the same an entry is
-// what is looked at; before the first figure the printer's buffer is empty.
+// What the printer of Lua values costs: microseconds an entry, for tables of 10,000 and 100,000 entries, as a sequence
+// of numbers and as texts under names, each of the latter on a line of its own. That both sizes cost the same an entry
+// is what is looked at; before the first figure the printer's buffer is empty.
 #include <stdio.h>
 #include <time.h>
 

@@ -78,6 +78,19 @@ TEST(Complete, AWordInQuotesHoldsBlanks) {
     EXPECT_EQ(completed("cat 'a' b|", {"bc"}), "cat 'a' bc|");
 }
 
+TEST(Complete, WithDelimitersNothingElseParts) {
+    const auto start = [](std::string_view line, std::string_view candidate) {
+        const rv::Completion result = rv::complete(line, line.size(), {candidate}, false, " (=");
+        return result.replaces ? static_cast<int>(result.start) : -1;
+    };
+    EXPECT_EQ(start("print(a.b", "a.bc"), 6);
+    EXPECT_EQ(start("print(a.b", "bc"), -1);
+    EXPECT_EQ(start("x=a", "ab"), 2);
+    EXPECT_EQ(start("'a b", "bc"), 3);
+    EXPECT_EQ(start("a/b", "a/bc"), 0);
+    EXPECT_EQ(start("", "a"), 0);
+}
+
 TEST(Complete, CandidatesThatFitNowhereChangeNothing) {
     EXPECT_EQ(completed("ls abc|", {"xyz"}), "=");
     EXPECT_EQ(completed("ls abc|", {"abcd", "xyz"}), "=");

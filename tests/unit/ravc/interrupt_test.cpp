@@ -169,4 +169,32 @@ TEST_F(Interrupt, IgnoredSignalsStayIgnored) {
     EXPECT_EXIT(hang_up(), testing::ExitedWithCode(0), "");
 }
 
+void note_in_a_command(void *context) {
+    Progress *progress = progress_of(context);
+    {
+        const InterruptNoted scope;
+        raise(SIGINT);
+        progress->began = rv_wait(nullptr, 0, RV_NO_DEADLINE) == -1 && interrupt_taken();
+    }
+    progress->computed = true;
+    raise(SIGINT);
+    rv_sleep_ms(0);
+    progress->waited = true;
+}
+
+TEST_F(Interrupt, WithinACommandItIsNotedAndAbandonsTheCommandLaterOn) {
+    EXPECT_FALSE(run_command(note_in_a_command, &progress_));
+    EXPECT_TRUE(progress_.began);
+    EXPECT_TRUE(progress_.computed);
+    EXPECT_FALSE(progress_.waited);
+}
+
+TEST_F(Interrupt, WhatWasNotedBeforeIsForgottenWhereItIsNoted) {
+    interrupt_idle();
+    raise(SIGINT);
+    rv_wait(nullptr, 0, RV_NO_DEADLINE);
+    const InterruptNoted scope;
+    EXPECT_FALSE(interrupt_taken());
+}
+
 }  // namespace
