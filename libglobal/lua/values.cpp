@@ -65,8 +65,8 @@ int set(lua_State *L) {
     } else {
         luaL_checkstring(L, 1);
         luaL_checkany(L, 2);
-        pairs.reset(
-            json_pack("[{s:o, s:o}]", "Name", lua_text_argument(L, 1).release(), "Value", lua_to_json(L, 2).release()));
+        Json name = lua_text_argument(L, 1), value = lua_to_json(L, 2);
+        pairs.reset(json_pack("[{s:o, s:o}]", "Name", name.release(), "Value", value.release()));
     }
     if (!set_pairs(L, std::move(pairs))) return 3;
     lua_pushboolean(L, true);
