@@ -22,3 +22,11 @@ def code_of(output):
 def plain(output):
     """What enter() gives, between the line that was entered and the prompt after it."""
     return code_of(output[output.index("\x1b[?2004l"):output.rindex("\x1b[?2004h")])
+
+
+def enter_lines(shell, *lines):
+    """Enters the lines of one statement and waits for the prompt after it."""
+    shell.forget()
+    shell.send("".join(f"{line}\r" for line in lines))
+    shell.wait(lambda: shell.output.count(b"\x1b[?2004l") == len(lines), "the end of the statement")
+    shell.wait_line("")

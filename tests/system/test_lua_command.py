@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 from daemon import RAVC
-from lua_shell import code_of, lua_prompt, plain
+from lua_shell import code_of, enter_lines, lua_prompt, plain
 from middleman import event
 
 
@@ -94,8 +94,7 @@ def test_statements_are_recorded(ravd, shell, tmp_path):
     assert lua_prompt(shell) == "ravc-lua:> "
     shell.enter("print('first')")
     shell.enter(" blank = 1")
-    shell.send("for i = 1, 2 do\rprint(i)\rend\r")
-    shell.wait_line("")
+    enter_lines(shell, "for i = 1, 2 do", "print(i)", "end")
     assert script.read_bytes() == b""
     shell.enter("q")
     assert lua_prompt(shell) == "ravc:> "
