@@ -1,8 +1,10 @@
 """Tab in Lua mode, and the modules that the shell brings along."""
 
+import shutil
 import subprocess
 
 import pytest
+from daemon import BUILD
 from lua_shell import lua_prompt, plain
 
 
@@ -167,6 +169,7 @@ def preloaded(shell_tmp, tmp_path, monkeypatch):
         module.mkdir(parents=True)
         (module / "init.lua").write_text(text)
     (upper / "lua" / "5.3" / "corvane" / "also.so").touch()
+    shutil.copy(BUILD / "tests" / "lua_module.so", upper / "lua" / "5.3" / "corvane" / "compiled.so")
     work.mkdir()
     mount = f"mount -t overlay overlay -o 'lowerdir=/usr/lib,upperdir={upper},workdir={work}' /usr/lib"
     prefix = [*shell_tmp.prefix, "sh", "-c", mount + ' && exec "$@"', "sh"]
@@ -182,8 +185,10 @@ def test_modules_are_preloaded(ravd, open_shell):
     assert lua_prompt(shell) == "ravc-lua:> "
     rows = shell.rows()
     first = rows.index("> preloaded also")
-    assert rows[first:-1] == ["> preloaded also", "> preloaded also", "> preloaded good", "told", "> preloaded print"]
-    assert plain(shell.enter("good.answer, also, bad")) == "_[1] = 42\n_[2] = 1\n_[3] = nil\n"
+    assert rows[first:-1] == [
+        "> preloaded also", "> preloaded also", "> preloaded compiled", "> preloaded good", "told", "> preloaded print"]
+    assert plain(shell.enter("good.answer, also, bad, compiled.answer()")) == (
+        "_[1] = 42\n_[2] = 1\n_[3] = nil\n_[4] = 42\n")
     assert "bad" not in plain(shell.enter("lua print(1)"))
 
 
