@@ -187,7 +187,6 @@ def test_history_is_its_own(lua, shell_tmp):
     lua.enter("y = = 1")
     lua.send("\x1b[A")
     lua.wait_line("y = = 1").send("\x1b[A")
-    lua.wait_line("x = 1").send("\x1b[A")
     lua.wait_line("x = 1").send("\x03")
     lua.wait_line("")
     lua.enter("q")
