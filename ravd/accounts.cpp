@@ -155,7 +155,7 @@ void Accounts::store_first() {
 
 void Accounts::tell_first() {
     std::string line = "first start: the user admin has the password " + first_password_;
-    log_audit(line);  // at every log level: it is told this once
+    log_once(line);  // and nowhere else
     wipe(line);
     wipe(first_password_);
 }

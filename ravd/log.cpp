@@ -2,7 +2,9 @@
 #include "ravd/log.h"
 
 #include <cerrno>
+#include <deque>
 #include <string>
+#include <string_view>
 
 #include <stdarg.h>
 #include <stdio.h>
@@ -14,6 +16,33 @@ namespace {
 
 LogLevel log_limit = LogLevel::info;
 bool tell_all = false;
+
+constexpr int notice = 5;
+constexpr size_t kept_bytes = 256 * 1024;
+
+// The lines that were written last.
+class Recent {
+ public:
+    void keep(std::string_view line) {
+        bytes_ += line.size();
+        lines_.emplace_back(line);
+        while (bytes_ > kept_bytes) {
+            bytes_ -= lines_.front().size();
+            lines_.pop_front();
+        }
+    }
+    std::string text() const {
+        std::string all;
+        for (const std::string &line : lines_) all += line;
+        return all;
+    }
+
+ private:
+    std::deque<std::string> lines_;
+    size_t bytes_ = 0;
+};
+
+Recent recent;
 
 void append_escaped(std::string &line, const char *text) {
     for (; *text; ++text) {
@@ -28,11 +57,12 @@ void append_escaped(std::string &line, const char *text) {
     }
 }
 
-void put_line(int priority, const char *text) {
+void put_line(int priority, const char *text, bool is_kept = true) {
     const int saved = errno;
     std::string line = "<" + std::to_string(priority) + ">";
     append_escaped(line, text);
     line += '\n';
+    if (is_kept) recent.keep(std::string_view(line).substr(line.find('>') + 1));
     // A log that cannot be written has nowhere to be reported.
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
     errno = saved;
@@ -61,8 +91,15 @@ bool log_tells(LogLevel level) {
     return level <= log_limit || tell_all;
 }
 
+std::string log_recent() {
+    return recent.text();
+}
+
+void log_once(const std::string &text) {
+    put_line(notice, text.c_str(), false);
+}
+
 void log_audit(const std::string &text) {
-    constexpr int notice = 5;
     put_line(notice, text.c_str());
 }
 

@@ -14,6 +14,11 @@ void log_tell_all(bool all);
 // Whether messages of a level are written.
 bool log_tells(LogLevel level);
 
+// The last lines that were written, up to some 256 KiB, without their priorities.
+std::string log_recent();
+
+// Writes a line that is told once and not kept for log_recent(), as a notice, at every level.
+void log_once(const std::string &text);
 // Writes a line of what was done, as a notice; no level leaves it out, and nothing is cut. Escaped as below.
 void log_audit(const std::string &text);
 

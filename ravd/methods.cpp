@@ -140,6 +140,11 @@ constexpr Parameter reboot_parameters[] = {
     {"DeviceMode", text, false, "The device's mode from then on, a value of Device.DeviceInfo.DeviceMode."},
 };
 
+constexpr Parameter upload_parameters[] = {
+    {"FileType", text, true, "\"Config\", \"BuildConfig\" or \"Log\"."},
+    {"URL", text, true, "Where it goes: http, https, ftp, netcat or file."},
+    {"TargetFileName", text, false, "Name of the file in the folder that the URL then names."},
+};
 constexpr Parameter download_parameters[] = {
     {"FileType", text, true, "\"Firmware\", \"Config\" or \"File\"."},
     {"URL", text, false, "Where the file is."},
@@ -198,6 +203,7 @@ constexpr Method table[] = {
     {"SaveConfig", run_save_config, save_parameters, nothing, "Saves the configuration for the next start."},
     {"FactoryReset", run_factory_reset, reset_parameters, nothing, "Brings the defaults back, running and saved."},
     {"Reboot", run_reboot, reboot_parameters, nothing, "Restarts the device; the reply comes before it goes down."},
+    {"Upload", run_upload, upload_parameters, nothing, "Sends the configuration, the defaults or the log somewhere."},
     {"Download", run_download, download_parameters, download_result, "Takes a file onto the device."},
     {"rpc.discover", run_discover, {}, nothing, "Gives this document."},
 };

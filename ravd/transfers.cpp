@@ -19,6 +19,7 @@
 #include "ravd/session.h"
 #include "ravd/transfer/address.h"
 #include "ravd/transfer/fetch.h"
+#include "ravd/transfer/send.h"
 #include "ravd/workers.h"
 
 namespace ravd {
@@ -79,6 +80,7 @@ struct Transfers::Job {
     std::string name;
     Descriptor file;
     std::unique_ptr<Fetch> fetch;
+    std::unique_ptr<Send> send;
 };
 
 Fault Transfers::begin(const Call &call, uint64_t most, void (*use)(const std::shared_ptr<Job> &job)) {
@@ -117,6 +119,36 @@ Fault Transfers::begin(const Call &call, uint64_t most, void (*use)(const std::s
     };
     job->fetch = std::make_unique<Fetch>(services.base, services.limits, std::move(order), job->file.get(), fetched);
     job->reply->on_abandoned([job] { job->fetch.reset(); });
+    return {};
+}
+
+Fault Transfers::upload(const Call &call, std::string content) {
+    const Services &services = call.services;
+    std::string url(call.text("URL"));
+    if (url.empty()) return {9003, "URL: missing", {}};
+    if (way_of(url) == Way::none) return {9013, {}, {}};
+    if (const std::string name(call.text("TargetFileName")); !name.empty()) {
+        if (const std::string problem = problem_of_name(name); !problem.empty())
+            return {9003, "TargetFileName: " + problem, {}};
+        url = url_in_folder(url, name);
+        if (url.empty()) return {9003, "URL: it can't be taken apart", {}};
+    }
+    if (*running_ >= services.limits.transfers) return {9004, "too many transfers run at once", {}};
+    const auto job = std::make_shared<Job>(call, running_);
+    {
+        const Audit::Acting acting(services.audit, call.caller, "Upload");
+        services.audit.acted("upload", for_audit(call).get());
+    }
+    job->reply = call.defer();
+    const auto sent = [weak = std::weak_ptr(job)](const Fault &fault) {
+        const auto held = weak.lock();
+        const auto send = std::move(held->send);
+        held->reply->on_abandoned(nullptr);  // which holds the job
+        held->finish(fault);
+    };
+    job->send = std::make_unique<Send>(services.base, services.limits,
+                                       SendOrder{std::move(url), std::move(content), call.caller.peer()}, sent);
+    job->reply->on_abandoned([job] { job->send.reset(); });
     return {};
 }
 

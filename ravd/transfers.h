@@ -19,9 +19,12 @@ class Transfers {
     // Opens the folder for files. Returns an empty text, or why it can't be used.
     std::string open(const std::string &state_folder) { return folder_->open(state_folder); }
 
-    // Both serve one Download of an admin; they return a fault, or defer the reply.
+    // Both serve one Download of an admin. They return a fault, or defer the reply.
     Fault download_file(const Call &call);
     Fault download_configuration(const Call &call);
+    // Serves one Upload of an admin: content goes to the URL, or into the folder that it names where there is a
+    // TargetFileName. Returns a fault, or defers the reply.
+    Fault upload(const Call &call, std::string content);
 
  private:
     struct Job;

@@ -36,6 +36,7 @@ Fault run_execute(const Call &call, std::string &result);
 
 // transfer.cpp
 Fault run_download(const Call &call, std::string &result);
+Fault run_upload(const Call &call, std::string &result);
 // configuration.cpp
 Fault run_save_config(const Call &call, std::string &result);
 Fault run_factory_reset(const Call &call, std::string &result);

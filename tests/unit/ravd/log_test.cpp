@@ -1,0 +1,32 @@
+// What the log keeps of itself.
+#include "ravd/log.h"
+
+#include <gtest/gtest.h>
+
+namespace ravd {
+namespace {
+
+TEST(Log, KeepsItsLastLinesAndNoneThatIsToldOnce) {
+    testing::internal::CaptureStderr();
+    log_info("a line\nthat is one");
+    log_once("a password");
+    log_audit("a change");
+    log_debug("left out");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("<5>a password\n"), std::string::npos);
+    EXPECT_TRUE(log_recent().ends_with("a line\\x0athat is one\na change\n")) << log_recent();
+    EXPECT_EQ(log_recent().find("password"), std::string::npos);
+}
+
+TEST(Log, KeepsNoMoreThanItsRoom) {
+    testing::internal::CaptureStderr();
+    const std::string line(1000, 'x');
+    for (int n = 0; n < 400; n++) log_audit(line);
+    log_audit("the last");
+    testing::internal::GetCapturedStderr();
+    EXPECT_LE(log_recent().size(), 256U * 1024);
+    EXPECT_GT(log_recent().size(), 200U * 1024);
+    EXPECT_TRUE(log_recent().ends_with("x\nthe last\n"));
+}
+
+}  // namespace
+}  // namespace ravd
