@@ -133,7 +133,7 @@ constexpr Parameter save_parameters[] = {
 };
 constexpr Parameter reset_parameters[] = {
     {"CleanAll", flag, false, "Restore points and users go, too."},
-    {"DeviceMode", text, false, "For the device's own program; the daemon gives it no meaning."},
+    {"DeviceMode", text, false, "The device's mode from then on, a value of Device.DeviceInfo.DeviceMode."},
 };
 constexpr Parameter reboot_parameters[] = {
     {"Force", flag, false, "Also while firmware is being written, which is given up."},

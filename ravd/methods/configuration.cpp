@@ -1,15 +1,9 @@
-// SaveConfig and FactoryReset.
-#include "ravd/model/configuration.h"
-
-#include "ravd/accounts.h"
+// SaveConfig.
 #include "ravd/audit.h"
 #include "ravd/checkpoint.h"
 #include "ravd/events.h"
-#include "ravd/handlers/changes.h"
 #include "ravd/json_text.h"
-#include "ravd/log.h"
 #include "ravd/methods/handlers.h"
-#include "ravd/persist/database.h"
 #include "ravd/saved_configuration.h"
 #include "ravd/session.h"
 
@@ -28,30 +22,6 @@ std::string saved_event(std::string_view restore_point) {
     return params += '}';
 }
 
-// The handlers agree first. Then what is stored goes, in one transaction: when that fails nothing has changed.
-Fault reset(const Call &call, std::string &result) {
-    const Services &services = call.services;
-    const bool all = call.boolean("CleanAll");
-    ConfigurationImport defaults(services.model);
-    if (Fault fault = defaults.read(default_configuration())) return fault;
-    if (!defaults.is_admitted()) return {};
-    const Audit::Acting acting(services.audit, call.caller, "FactoryReset");
-    services.database.begin();
-    services.saved.forget(all);
-    if (all) services.accounts.store_reset();
-    if (!services.database.commit()) {
-        log_error("the reset could not be stored: %s", services.database.error().c_str());
-        return not_stored;
-    }
-    services.audit.acted("reset", call.params);
-    services.checkpoint.close();
-    defaults.make();
-    if (all) services.accounts.reset();
-    services.events.publish(system_group, R"({"Event":"FactoryReset"})");
-    result += "{}";
-    return {};
-}
-
 }  // namespace
 
 Fault run_save_config(const Call &call, std::string &result) {
@@ -67,13 +37,6 @@ Fault run_save_config(const Call &call, std::string &result) {
     services.events.publish(system_group, saved_event(name));
     result += "{}";
     return {};
-}
-
-Fault run_factory_reset(const Call &call, std::string &result) {
-    if (call.viewer().role != Role::admin) return {9001, {}, {}};
-    const auto make = [call](std::string &made) { return reset(call, made); };
-    return call.services.changes.make(
-        call.caller, make, [&call] { return call.defer(); }, result);
 }
 
 }  // namespace ravd

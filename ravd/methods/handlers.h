@@ -39,6 +39,8 @@ Fault run_download(const Call &call, std::string &result);
 Fault run_upload(const Call &call, std::string &result);
 // configuration.cpp
 Fault run_save_config(const Call &call, std::string &result);
+
+// reset.cpp
 Fault run_factory_reset(const Call &call, std::string &result);
 
 // device.cpp

@@ -99,3 +99,29 @@ def test_a_checkpoint_asks_when_it_comes_back(client, house):
     wait_for(lambda: read(client, "Device.Plain") == {"Device.Plain": "x"}, "the checkpoint")
     assert asked(house) == [("set", "Device.Host", "shed")]
     assert read(client, "Device.Host") == {"Device.Host": "shed"}
+
+
+def test_a_program_of_the_devices_maker_comes_first(client, house):
+    furnish(client, house)
+    house.script("factory-reset", "cat >>$LEFT/reset; exit 3")
+    error = client.call("FactoryReset", {"CleanAll": True})["error"]
+    assert (error["code"], error["data"]["Detail"]) == (9002, "factory-reset: ended with the status 3")
+    assert read(client, "Device.Host") == {"Device.Host": "shed"}
+    assert asked(house) == []
+    house.script("factory-reset", "cat >>$LEFT/reset")
+    assert client.result("FactoryReset") == {}
+    assert read(client, "Device.Host", "Device.Plain") == {"Device.Host": "home", "Device.Plain": ""}
+    assert house.asked("reset") == [{"action": "factory-reset", "cleanAll": True},
+                                    {"action": "factory-reset", "cleanAll": False}]
+
+
+def test_a_client_that_goes_stops_no_reset(start_ravd, house):
+    house.script("factory-reset", "cat >/dev/null; while [ ! -e $LEFT/go ]; do sleep 0.02; done")
+    daemon = start_ravd(*house.options(), schema=house.schema)
+    with daemon.connect() as other, daemon.connect() as going:
+        furnish(other, house)
+        going.send({"jsonrpc": "2.0", "id": 1, "method": "FactoryReset"})
+        assert read(other, "Device.Host") == {"Device.Host": "shed"}
+        going.close()
+        (house.left / "go").write_text("")
+        wait_for(lambda: read(other, "Device.Host") == {"Device.Host": "home"}, "the reset")

@@ -152,7 +152,10 @@ def test_a_clean_reset_takes_restore_points_and_users_too(start):
         add_user(client, "joe")
         assert log_in(joe, "joe") == 0
         client.result("SaveConfig", {"RestorePointName": "one"})
-        assert client.result("FactoryReset", {"CleanAll": True, "DeviceMode": "router"}) == {}
+        assert client.result("FactoryReset", {"CleanAll": True, "DeviceMode": "Bridge"}) == {}
+        mode = client.result("GetParameterValues", {"ParameterNames": ["Device.DeviceInfo.DeviceMode"]})
+        assert mode["ParameterList"][0]["Value"] == "Bridge"
+        assert client.code("FactoryReset", {"DeviceMode": "router"}) == 9003
         assert code_of(execute(client, "Restore", Name="one")) == 9003
         assert joe.code("GetParameterValues", {"ParameterNames": ["Device.Users.CurrentUser"]}) == 9001
         assert log_in(joe, "joe") == 9001
