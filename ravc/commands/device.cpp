@@ -13,6 +13,7 @@
 #include "ravc/main/password.h"
 #include "rv/log.h"
 #include "rv/str_json.h"
+#include "rv/wait.h"
 
 namespace {
 
@@ -90,14 +91,34 @@ json_t *command_line(const json_t *args) {
     return line;
 }
 
-// Ctrl-C is the child's: it inherits the mask.
+// For as long as one exists, a SIGINT that would run a handler does nothing: system() holds a lock at its beginning and
+// at its end, which a handler that jumps would leave behind. Children get the default action all the same.
+class InterruptLetIn {
+ public:
+    InterruptLetIn() {
+        sigset_t interrupt;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        sigaction(SIGINT, nullptr, &action_);
+        if (action_.sa_handler != SIG_IGN && action_.sa_handler != SIG_DFL) signal(SIGINT, [](int) {});
+        pthread_sigmask(SIG_UNBLOCK, &interrupt, &mask_);
+    }
+    ~InterruptLetIn() {
+        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+        sigaction(SIGINT, &action_, nullptr);
+    }
+    InterruptLetIn(const InterruptLetIn &) = delete;
+    InterruptLetIn &operator=(const InterruptLetIn &) = delete;
+
+ private:
+    struct sigaction action_;
+    sigset_t mask_;
+};
+
+// Ctrl-C is the child's, which inherits the mask.
 void run_with_interrupt_let_in(const char *line) {
-    sigset_t interrupt, before;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    pthread_sigmask(SIG_UNBLOCK, &interrupt, &before);
+    const InterruptLetIn scope;
     if (system(line) == -1) perror("sh");
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace
@@ -183,6 +204,7 @@ int process_debug(const char *, json_t *args) {
 
 int process_sh(const char *, json_t *args) {
     fflush(stdout);
+    if (rv_interrupt_pending()) rv_sleep_ms(0);  // lets it in, before anything is begun
     json_auto_t *line = command_line(args);
     run_with_interrupt_let_in(json_string_value(line));
     return 0;

@@ -2,12 +2,29 @@
 #include <filesystem>
 #include <regex>
 
+#include <dlfcn.h>
 #include <signal.h>
 
+#include "rv/wait.h"
 #include "tests/support/end_of_process.h"
 #include "tests/support/interrupt.h"
 #include "tests/support/typed_input.h"
 #include "tests/unit/ravc/shell_fixture.h"
+
+namespace {
+
+bool ctrl_c_around_system;
+
+}  // namespace
+
+// The C library's, with a Ctrl-C just before and just after it where a test wants that.
+extern "C" int system(const char *command) {
+    static const auto real = reinterpret_cast<int (*)(const char *)>(dlsym(RTLD_NEXT, "system"));
+    if (ctrl_c_around_system) raise(SIGINT);
+    const int status = real(command);
+    if (ctrl_c_around_system) raise(SIGINT);
+    return status;
+}
 
 namespace {
 
@@ -213,6 +230,31 @@ TEST_F(Device, ShLetsItsChildHaveCtrlC) {
     sigset_t now;
     pthread_sigmask(SIG_SETMASK, nullptr, &now);
     EXPECT_TRUE(sigismember(&now, SIGINT));
+}
+
+TEST_F(Device, ShIsNotAbandonedWhileTheSystemsLockIsHeld) {
+    const test::BlockedInterrupt interrupt(test::jump_out);
+    testing::internal::CaptureStdout();
+    ctrl_c_around_system = true;
+    const bool is_abandoned = test::is_abandoned([] {
+        json_auto_t *args = json_pack("[s, s]", "echo", "ran");
+        process_sh("sh", args);
+    });
+    ctrl_c_around_system = false;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ran\n");
+    EXPECT_FALSE(is_abandoned);
+    EXPECT_FALSE(rv_interrupt_pending());
+}
+
+TEST_F(Device, ShBeginsNothingAfterCtrlC) {
+    const test::BlockedInterrupt interrupt(test::jump_out);
+    testing::internal::CaptureStdout();
+    raise(SIGINT);
+    EXPECT_TRUE(test::is_abandoned([] {
+        json_auto_t *args = json_pack("[s, s]", "echo", "ran");
+        process_sh("sh", args);
+    }));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 // What handler says when it is given a number; it ends the process.
