@@ -16,6 +16,7 @@
 #include "ravd/providers/deviceinfo.h"
 #include "ravd/restart.h"
 #include "ravd/session.h"
+#include "rv/firmware.h"
 
 namespace ravd {
 
@@ -128,7 +129,10 @@ void Upgrades::fetch(const Call &call, FetchOrder order) {
     drop();
     std::string problem;
     Descriptor file = saved_.create(problem);
-    if (!file) return reply->answer({9002, problem, {}});
+    if (!file) {
+        report_upgrade(-1, problem);
+        return reply->answer({9002, problem, {}});
+    }
     image_ = std::make_shared<Image>();
     image_->order = std::move(order);
     image_->file = std::move(file);
@@ -136,7 +140,7 @@ void Upgrades::fetch(const Call &call, FetchOrder order) {
     image_->user = session.viewer.user;
     image_->reply = reply;
     reply->on_abandoned([this, image = image_.get()] {
-        if (image_.get() == image && state_ == State::fetching) drop();
+        if (image_.get() == image && state_ == State::fetching) give_up();
     });
     state_ = State::fetching;
     report_upgrade(0, "an image is being fetched");
@@ -164,7 +168,7 @@ void Upgrades::verify() {
 
 void Upgrades::verified(const Fault &fault) {
     if (fault) return fail(fault);
-    if (!image_->reply->is_wanted() || image_->session == nullptr) return drop();
+    if (!image_->reply->is_wanted() || image_->session == nullptr) return give_up();
     if (slots_.room() < image_->manifest.total_size()) return fail({9004, "no room to write the image", {}});
     image_->transaction = random_id();
     state_ = State::saved;
@@ -177,7 +181,7 @@ void Upgrades::verified(const Fault &fault) {
 // A client that finds the version running already waits for the end of an upgrade that it has not asked for.
 void Upgrades::answer_saved() {
     const std::string current = running_version(), &version = image_->manifest.version;
-    const bool same = version == current;
+    const bool same = rv_firmware_version_cmp(current.c_str(), version.c_str()) == 0;
     report_upgrade(same ? -2 : 0, version + (same ? " runs already" : " is there to be installed"));
     std::string result = members({{"CurrentVersion", current},
                                   {"NewVersion", version},
@@ -268,7 +272,12 @@ Fault Upgrades::cancel(const Session &session, std::string_view transaction) {
 void Upgrades::session_ended(const Session &session) {
     if (state_ == State::idle || image_->session != &session) return;
     image_->session = nullptr;
-    if (state_ == State::fetching || state_ == State::saved) drop();
+    if (state_ == State::fetching || state_ == State::saved) give_up();
+}
+
+void Upgrades::give_up() {
+    report_upgrade(-1, "the client has gone before the installation");
+    drop();
 }
 
 void Upgrades::expire() {

@@ -73,6 +73,7 @@ class Upgrades {
     void run_program();
     void written(const Fault &fault);
     void session_ended(const Session &session);
+    void give_up();
     void expire();
     void drop();
 

@@ -47,7 +47,12 @@ bool is_damage(int code) {
     return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
 }
 
-// The database alone, or with what SQLite left beside it, under the first free name.
+std::string journal_of(const std::string &path) {
+    return path + "-journal";
+}
+
+// The database alone, or with what SQLite left beside it, under the first free name. The journal goes first: whatever
+// takes the database's place must never be found beside it.
 bool put_aside(const std::string &path, std::string &error) {
     std::string aside;
     for (int n = 1;; n++) {
@@ -55,11 +60,11 @@ bool put_aside(const std::string &path, std::string &error) {
         struct stat file;
         if (lstat(aside.c_str(), &file) != 0) break;
     }
+    rename(journal_of(path).c_str(), journal_of(aside).c_str());
     if (rename(path.c_str(), aside.c_str()) != 0) {
         error = path + ": damaged, and can't be put aside: " + strerror(errno);
         return false;
     }
-    rename((path + "-journal").c_str(), (aside + "-journal").c_str());
     log_error("%s: damaged; put aside as %s", path.c_str(), aside.c_str());
     return true;
 }
@@ -110,6 +115,7 @@ bool Database::open(const std::string &folder, std::string &error) {
     for (bool copied = false;;) {
         if (!copied && is_missing(path_)) {
             copied = true;
+            unlink(journal_of(path_).c_str());  // it would undo pages of the copy
             is_copy_ = use_good_copy(path_, error);
             if (is_copy_) log_error("%s: the last good copy is used", path_.c_str());
         }
@@ -202,7 +208,9 @@ bool Database::commit() {
 }
 
 bool Database::store_digest() {
-    prepare("UPDATE content SET digest = ?").bind(1, content_digest(handle_)).step();
+    const std::string digest = content_digest(handle_);
+    if (digest.empty()) fail("what is stored can't be read");
+    prepare("UPDATE content SET digest = ?").bind(1, digest).step();
     return !failed();
 }
 

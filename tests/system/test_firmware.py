@@ -11,6 +11,7 @@ from firmware import apply, cancel, download, fetch, files_below, make_image, re
 from rpc import Closed
 from users import add_user, code_of, log_in
 
+GONE = "the client has gone before the installation"
 PRE_UPDATE = {"FileType": "Firmware", "NeedPreUpdate": True}
 
 
@@ -152,6 +153,12 @@ def test_the_version_that_runs_ends_the_wait_without_being_installed(daemon, cli
         assert again.ended()
 
 
+def test_the_version_that_runs_is_known_in_another_spelling(client, tmp_path):
+    reply = fetch(client, make_image(tmp_path / "image", read(client, "ModelName"), "0.2.01"))
+    assert (reply["CurrentVersion"], reply["NewVersion"]) == ("0.2.1", "0.2.01")
+    assert read(client, "UpgradeStatus", "UpgradeMessage") == [-2, "0.2.01 runs already"]
+
+
 def test_cancelling_deletes_the_image(daemon, client, image):
     reply = fetch(client, image)
     assert cancel(client, reply)["result"] == {}
@@ -212,6 +219,7 @@ def test_a_session_that_ends_takes_its_image_along(daemon, client, image):
         reply = fetch(other, image)
         assert refusal(client, PRE_UPDATE) == (9001, "another upgrade is running")
     no_image_is_kept(daemon)
+    assert read(client, "UpgradeStatus", "UpgradeMessage") == [-1, GONE]
     assert apply(client, reply)["error"]["code"] == 9001
     assert client.result("Download", PRE_UPDATE) == {}
 
@@ -307,6 +315,7 @@ def test_a_client_that_goes_while_its_image_is_fetched(daemon, client, image):
             other.request("Download", download(image))
         wait_for(lambda: "result" in client.call("Download", PRE_UPDATE), "the upgrade to end")
         assert files_below(daemon.state / "firmware") == []
+        assert read(client, "UpgradeStatus", "UpgradeMessage") in ([-1, GONE], [0, ""])  # it may never have begun
 
 
 def test_the_audit_has_it(daemon, client, image):

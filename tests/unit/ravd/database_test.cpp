@@ -91,6 +91,28 @@ TEST_F(DatabaseTest, ADamagedCopyIsNotUsed) {
     EXPECT_TRUE(std::filesystem::exists(path + ".corrupt-2"));
 }
 
+TEST_F(DatabaseTest, AJournalThatWasLeftBehindUndoesNothingOfTheCopy) {
+    std::string journal;
+    {
+        Database database;
+        ASSERT_TRUE(database.open(folder, error)) << error;
+        database.begin();
+        for (int number = 1; number <= 500; number++)
+            database.prepare("INSERT INTO account VALUES (?, '', 1, 'user', '', '', '')").bind(1, number).step();
+        std::ifstream in(path + "-journal", std::ios::binary);
+        journal.assign(std::istreambuf_iterator<char>(in), {});
+        EXPECT_TRUE(database.commit());
+    }
+    ASSERT_GT(journal.size(), 8U);
+    journal.replace(0, 8, "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7");  // as it begins once it is on the disk
+    std::filesystem::remove(path);
+    std::ofstream(path + "-journal", std::ios::binary) << journal;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(count(), 500) << error;
+    testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(std::filesystem::exists(path + ".corrupt-1"));
+}
+
 TEST_F(DatabaseTest, AnotherValueThanWasStoredIsDamage) {
     insert(1);
     std::ifstream in(path, std::ios::binary);
