@@ -22,15 +22,21 @@ void Checkpoint::open(std::string document, unsigned seconds) {
     event_add(timer_, &span);
 }
 
-bool Checkpoint::close() {
+bool Checkpoint::confirm() {
     event_del(timer_);
-    const bool was_open = is_open();
+    const bool waited = !document_.empty();
     wipe(document_);
-    return was_open;
+    return waited;
+}
+
+void Checkpoint::forget() {
+    confirm();
+    is_restoring_ = false;
 }
 
 void Checkpoint::expire() {
     std::string document = std::exchange(document_, {});
+    is_restoring_ = true;
     restore_(document);
     wipe(document);
 }

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <deque>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -20,10 +21,11 @@ bool tell_all = false;
 constexpr int notice = 5;
 constexpr size_t kept_bytes = 256 * 1024;
 
-// The lines that were written last.
+// The lines that were written last. Threads of the workers log, too.
 class Recent {
  public:
     void keep(std::string_view line) {
+        const std::lock_guard lock(mutex_);
         bytes_ += line.size();
         lines_.emplace_back(line);
         while (bytes_ > kept_bytes) {
@@ -31,13 +33,15 @@ class Recent {
             lines_.pop_front();
         }
     }
-    std::string text() const {
+    std::string text() {
+        const std::lock_guard lock(mutex_);
         std::string all;
         for (const std::string &line : lines_) all += line;
         return all;
     }
 
  private:
+    std::mutex mutex_;
     std::deque<std::string> lines_;
     size_t bytes_ = 0;
 };

@@ -223,7 +223,8 @@ void Server::listen_on(int fd, Transport transport, size_t index) {
 // A checkpoint was not confirmed.
 void Server::restore(const std::string &document) {
     log_warning("the checkpoint was not confirmed: its configuration comes back");
-    const auto make = [this, document](std::string &result) {
+    const auto make = [this, document](std::string &result) -> Fault {
+        if (!checkpoint_->is_restoring()) return {9001, "it was forgotten", {}};
         ConfigurationImport import(model_);
         Fault fault = import.read(document);
         if (fault || !import.is_admitted()) return fault;
@@ -232,6 +233,8 @@ void Server::restore(const std::string &document) {
         return fault;
     };
     services_.changes.make_own(make, [this](const Fault &fault) {
+        if (!checkpoint_->is_restoring()) return;
+        checkpoint_->restored();
         if (!fault) return events_.publish(system_group, R"({"Event":"CheckpointRestored"})");
         log_error("the checkpoint can't be restored: %s",
                   fault.parameters.empty() ? fault.detail.c_str() : fault.parameters.front().second.c_str());

@@ -51,7 +51,7 @@ Fault Reset::make(std::string &result) const {
         return {9002, "it could not be stored", {}};
     }
     services.audit.acted("reset", arguments.get());
-    services.checkpoint.close();
+    services.checkpoint.forget();
     defaults.make();
     if (all) services.accounts.reset();
     const Viewer own = {Role::admin, ""};

@@ -78,7 +78,7 @@ Fault run_checkpoint(const Call &call, const Operation &operation, NamedValues &
 }
 
 Fault run_confirm(const Call &call, const Operation &, NamedValues &) {
-    if (!call.services.checkpoint.close()) return {9001, "there is no checkpoint to be confirmed", {}};
+    if (!call.services.checkpoint.confirm()) return {9001, "there is no checkpoint to be confirmed", {}};
     return {};
 }
 

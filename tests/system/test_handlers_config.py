@@ -101,6 +101,35 @@ def test_a_checkpoint_asks_when_it_comes_back(client, house):
     assert read(client, "Device.Host") == {"Device.Host": "shed"}
 
 
+WAITS = "cat >>$LEFT/asked; while [ ! -e $LEFT/go ]; do sleep 0.02; done"
+
+
+def test_nothing_unconfirmed_is_saved_while_a_checkpoint_comes_back(client, house):
+    assert "result" in execute(client, "Checkpoint", Timeout=1)
+    assert "result" in write(client, Host="tent")
+    asked(house)
+    house.script("changes", WAITS)
+    wait_for(lambda: asked(house) != [], "the checkpoint")
+    for reply in (client.call("SaveConfig"), execute(client, "Confirm"), execute(client, "Checkpoint", Timeout=1)):
+        assert reply["error"]["code"] == 9001
+    (house.left / "go").write_text("")
+    wait_for(lambda: read(client, "Device.Host") == {"Device.Host": "home"}, "the end of it")
+    assert client.result("SaveConfig") == {}
+
+
+def test_a_reset_forgets_a_checkpoint_that_comes_back(client, house):
+    assert "result" in write(client, Host="villa")
+    assert "result" in execute(client, "Checkpoint", Timeout=1)
+    assert "result" in write(client, Host="home", Plain="x")
+    asked(house)
+    house.script("changes", WAITS)
+    wait_for(lambda: asked(house) == [("set", "Device.Host", "villa")], "the checkpoint")
+    assert client.result("FactoryReset") == {}
+    (house.left / "go").write_text("")
+    wait_for(lambda: asked(house) == [("set", "Device.Host", "home")], "its undoing")
+    assert read(client, "Device.Host", "Device.Plain") == {"Device.Host": "home", "Device.Plain": ""}
+
+
 def test_a_program_of_the_devices_maker_comes_first(client, house):
     furnish(client, house)
     house.script("factory-reset", "cat >>$LEFT/reset; exit 3")

@@ -174,6 +174,7 @@ TEST_F(ConfigurationTest, WhatIsNoConfigurationIsRefused) {
           R"({"Name":"Device.Net.Rule.","Last":3,"Rows":[0]})", R"({"Name":"Device.Net.Rule.","Last":3,"Rows":[4]})",
           R"({"Name":"Device.Net.Rule.","Last":3,"Rows":[1,1]})",
           R"({"Name":"Device.Net.Rule.","Last":3,"Rows":[[1]]})",
+          R"({"Name":"Device.Net.Rule.","Last":3,"Rows":[[1,"key"]]})",
           R"({"Name":"Device.Net.Rule.","Last":3,"Rows":["1"]})"})
         EXPECT_EQ(import(document(table, "")).substr(0, 5), "9003:") << table;
 }

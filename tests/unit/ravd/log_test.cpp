@@ -1,6 +1,10 @@
 // What the log keeps of itself.
 #include "ravd/log.h"
 
+#include <algorithm>
+#include <thread>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace ravd {
@@ -26,6 +30,20 @@ TEST(Log, KeepsNoMoreThanItsRoom) {
     EXPECT_LE(log_recent().size(), 256U * 1024);
     EXPECT_GT(log_recent().size(), 200U * 1024);
     EXPECT_TRUE(log_recent().ends_with("x\nthe last\n"));
+}
+
+TEST(Log, TakesLinesOfManyThreads) {
+    testing::internal::CaptureStderr();
+    for (int n = 0; n < 3000; n++) log_audit(std::string(100, 'x'));
+    std::vector<std::thread> threads;
+    for (const char letter : {'a', 'b', 'c', 'd'})
+        threads.emplace_back([letter] {
+            for (int n = 0; n < 500; n++) log_audit(std::string(100, letter));
+        });
+    for (std::thread &thread : threads) thread.join();
+    testing::internal::GetCapturedStderr();
+    const std::string kept = log_recent();
+    for (const char letter : {'a', 'b', 'c', 'd'}) EXPECT_EQ(std::ranges::count(kept, letter), 50000) << letter;
 }
 
 }  // namespace
