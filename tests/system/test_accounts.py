@@ -53,7 +53,9 @@ def test_users_outlive_the_daemon_and_numbers_are_not_used_twice(start_ravd, tmp
     assert log_in(second.connect(), "ben") == 9001
     assert log_in(second.connect(), "benno", CANARY) == 0
     assert add_user(client, "dora") == 5
-    for text in (second.log(), first.log(), *(file.read_bytes().decode("latin-1") for file in second.state.iterdir())):
+    stored = [file.read_bytes().decode("latin-1") for file in second.state.rglob("*") if file.is_file()]
+    assert stored
+    for text in (second.log(), first.log(), *stored):
         assert CANARY not in text
 
 
