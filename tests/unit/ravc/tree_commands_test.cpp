@@ -71,6 +71,32 @@ TEST_F(TreesInTheShell, CatreeRefusesAPathThatDoesNotFit) {
     EXPECT_EQ(sent(), Sent{});
 }
 
+// A branch that is not there: the daemon refuses, or gives nothing below the root.
+class NoConfiguration : public ShellFixture, public testing::WithParamInterface<const char *> {
+ protected:
+    NoConfiguration()
+        : ShellFixture(test::answer_from_model([](test::Peer &peer, const std::string &request) {
+              if (test::method_of(request) != "GetConfig") return false;
+              peer.send(std::string(R"({"jsonrpc":"2.0","id":)") + test::id_of(request) + "," + GetParam() + "}\r\n");
+              return true;
+          })) {
+        rv_confapi_set_ctx(requests_connection());
+        open_shell();
+    }
+    ~NoConfiguration() override { rv_confapi_set_ctx(nullptr); }
+};
+
+TEST_P(NoConfiguration, CatreeDrawsNothingAndSaysNothing) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run(process_catree, "catree", {"Nope", ":Device.Nope"}), (Outcome{0, ""}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(sent().front(), R"(GetConfig {"Path":"Nope"})");
+}
+
+INSTANTIATE_TEST_SUITE_P(All, NoConfiguration,
+                         testing::Values(R"("error":{"code":9005,"message":"Invalid parameter name"})",
+                                         R"("result":{"Config":{}})", R"("result":{})"));
+
 TEST_F(TreesInTheShell, TreeDrawsTheSchemaAlone) {
     cd({"Device.IP"});
     sent();
