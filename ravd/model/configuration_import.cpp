@@ -102,8 +102,8 @@ void Draft::take_row(Table &table, const std::string &name, const json_t *row) {
     const std::string text = std::to_string(number);
     if (table.find(static_cast<uint32_t>(number)) || (*key && table.keys().contains(key)))
         return refuse(name + text + ".", 9003, "named twice");
-    const bool is_provided = table.node().live_table != no_slot;
-    if (*key && !is_provided) return refuse(name + text + ".", 9003, "nobody provides such instances");
+    const bool is_provided = table.node().live_table != no_slot || *key;
+    if (*key && !table.node().has_keys) return refuse(name + text + ".", 9003, "nobody provides such instances");
     if (!*key && table.node().fixed && !is_provided) return refuse(name + text + ".", 9008, "");
     table.insert(static_cast<uint32_t>(number), key);
 }

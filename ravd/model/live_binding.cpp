@@ -52,6 +52,7 @@ class Binder {
         if (!node->multi) return fail(live.path, "is no multi-instance object of the schema");
         if (node->live_table != no_slot) return fail(live.path, "is served twice");
         node->live_table = static_cast<uint32_t>(bindings_.size());
+        node->has_keys = true;
         LiveBinding &binding = bindings_.emplace_back();
         binding.table = &live;
         binding.node = node;
@@ -67,7 +68,7 @@ class Binder {
     bool bind_served(const SchemaNode &object, LiveRow &row, std::string_view name) {
         constexpr std::string_view marker = ".{i}.";
         const size_t nested = name.find(marker);
-        const SchemaNode *node = find_below(object.instance(), name.substr(0, nested));
+        SchemaNode *node = find_below(object.instance(), name.substr(0, nested));
         if (!node) return true;
         if (nested == name.npos) {
             if (node->slot == no_slot || !node->is_parameter()) return false;
@@ -75,6 +76,7 @@ class Binder {
             return true;
         }
         if (!node->multi) return false;
+        node->has_keys = true;
         return bind_served(*node, nested_row(row, name.substr(0, nested), *node), name.substr(nested + marker.size()));
     }
 

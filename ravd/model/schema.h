@@ -100,6 +100,7 @@ struct SchemaNode {
     bool fixed = false;         // a parameter that is read-only, an object whose instances can't be added or deleted
     bool unique = false;        // no two instances of a table have the same value, "" apart
     bool mandatory = false;     // an argument of a method that must be given
+    bool has_keys = false;      // a multi-instance object some of whose instances may be a provider's, known by keys
     bool runtime = false;       // not part of the configuration
     bool by_name_only = false;  // left out of lists of names and values
     RoleSet readable = 0, writable = 0, visible = 0;

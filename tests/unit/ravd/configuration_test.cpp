@@ -1,6 +1,11 @@
 // The configuration as a document: exported, brought back, compared.
 #include "ravd/model/configuration.h"
 
+#include <filesystem>
+#include <fstream>
+
+#include <stdlib.h>
+
 #include "tests/unit/ravd/write_fixture.h"
 
 namespace ravd {
@@ -79,6 +84,38 @@ TEST_F(ConfigurationTest, InstancesOfProvidersAreKnownByTheirKeys) {
     EXPECT_EQ(list(names("Device.Net.Interface.", true)), "Device.Net.Interface.1. Device.Net.Interface.2.");
     EXPECT_NE(config("Device.Net.Interface.").find(R"("Enable":false,"Name":"wan")"), std::string::npos)
         << "the number differs where the machine was asked first";
+}
+
+// The house, whose addresses have labels that users give them.
+class LabelledAddresses : public ConfigurationTest {
+ protected:
+    LabelledAddresses() {
+        char name[] = "/tmp/ravd-labels-XXXXXX";
+        folder_ = mkdtemp(name);
+        std::filesystem::copy(RAV_SOURCE "/tests/data/schema/house", folder_);
+        std::ofstream(folder_ / "z_label.json") << R"({"Device": {"Net": {"Interface": {"#template": {"Address": {
+            "#template": {"Label": {"#attr": {"type": "string", "access": "readWrite"}}}}}}}}})";
+        model = Model::load(folder_.string(), fake_providers(), problem);
+        EXPECT_NE(model, nullptr) << problem;
+    }
+    ~LabelledAddresses() override { std::filesystem::remove_all(folder_); }
+
+ private:
+    std::filesystem::path folder_;
+};
+
+TEST_F(LabelledAddresses, InstancesWithinThoseOfProvidersComeBackToo) {
+    machine.interfaces = {{"lan", 1, {"192.0.2.1", "192.0.2.2"}}};
+    value("Device.Net.");
+    must_set("Device.Net.Interface.1.Address.2.Label", R"("here")");
+    const std::string kept = exported();
+    EXPECT_EQ(kept, document(R"({"Name":"Device.Net.Interface.","Last":1,"Rows":[[1,"lan"]]},)"
+                             R"({"Name":"Device.Net.Interface.1.Address.","Last":2,)"
+                             R"("Rows":[[1,"192.0.2.1"],[2,"192.0.2.2"]]})",
+                             R"("Device.Net.Interface.1.Address.2.Label":"here")"));
+    must_set("Device.Net.Interface.1.Address.2.Label", R"("gone")");
+    EXPECT_EQ(import(kept), "");
+    EXPECT_EQ(exported(), kept);
 }
 
 TEST_F(ConfigurationTest, NumbersOfProvidersLastFromStartToStart) {
