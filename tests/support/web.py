@@ -49,3 +49,35 @@ class Web:
     def __exit__(self, *unused):
         self.server.shutdown()
         self.server.server_close()
+
+
+class Taker:
+    """An HTTP server that takes what is put there; a path that begins with a status is answered with it."""
+
+    def __init__(self):
+        self.taken = {}
+        outer = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_PUT(self):
+                body = self.rfile.read(int(self.headers["Content-Length"]))
+                status = self.path[1:4]
+                if not status.isdigit():
+                    outer.taken[self.path] = body
+                self.send_response(int(status) if status.isdigit() else 201)
+                self.send_header("Content-Length", "0")
+                self.end_headers()
+
+            def log_message(self, *unused):
+                pass
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.server.daemon_threads = True
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+
+    def url(self, path):
+        return f"http://127.0.0.1:{self.server.server_port}{path}"
+
+    def close(self):
+        self.server.shutdown()
+        self.server.server_close()

@@ -17,6 +17,7 @@ from middleman import Middleman  # noqa: E402
 from private_tmp import private_tmp  # noqa: E402
 from screen import Screen  # noqa: E402
 from users import add_user  # noqa: E402
+from web import Taker  # noqa: E402
 
 
 @pytest.fixture
@@ -93,6 +94,14 @@ def secure_device(start_ravd, certificate, monkeypatch):
     monkeypatch.setenv("SSL_CERT_FILE", str(chain))
     daemon = start_ravd("--listen", "tcp://127.0.0.1:0", "--tls-cert", chain, "--tls-key", key)
     return remote_device(daemon, "localhost", "--ssl")
+
+
+@pytest.fixture
+def taker():
+    """An HTTP server that takes files."""
+    server = Taker()
+    yield server
+    server.close()
 
 
 @pytest.fixture

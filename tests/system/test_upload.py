@@ -1,7 +1,6 @@
 """Upload: what leaves the device, where it goes, and with whose rights; and that a configuration comes back."""
 
 import ftplib
-import http.server
 import json
 import os
 import pathlib
@@ -10,46 +9,11 @@ import threading
 
 import pytest
 from daemon import wait_for
+from netcat import Listening
 from users import add_user, log_in
 
 CONTACT = "Device.System.Contact"
 SECRET = "Device.ManagementServer.Password"
-
-
-class Taker:
-    """An HTTP server that takes what is put there; a path that begins with a status is answered with it."""
-
-    def __init__(self):
-        self.taken = {}
-        outer = self
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_PUT(self):
-                body = self.rfile.read(int(self.headers["Content-Length"]))
-                status = self.path[1:4]
-                if not status.isdigit():
-                    outer.taken[self.path] = body
-                self.send_response(int(status) if status.isdigit() else 201)
-                self.send_header("Content-Length", "0")
-                self.end_headers()
-
-            def log_message(self, *unused):
-                pass
-
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.server.daemon_threads = True
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
-
-    def url(self, path):
-        return f"http://127.0.0.1:{self.server.server_port}{path}"
-
-
-@pytest.fixture
-def taker():
-    server = Taker()
-    yield server
-    server.server.shutdown()
-    server.server.server_close()
 
 
 @pytest.fixture
@@ -127,19 +91,9 @@ def test_what_a_server_refuses_is_told(client, taker):
 
 
 def test_netcat_gets_all_of_it(client):
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        received = []
-
-        def take():
-            connection = listener.accept()[0]
-            with connection, connection.makefile("rb") as stream:
-                received.append(stream.read())
-
-        thread = threading.Thread(target=take)
-        thread.start()
-        assert upload(client, "netcat://127.0.0.1:%d" % listener.getsockname()[1]) == {}
-        thread.join()
-    assert json.loads(received[0])["Format"]
+    with Listening() as listening:
+        assert upload(client, listening.url) == {}
+        assert json.loads(listening.content())["Format"]
 
 
 def test_files_are_written_as_the_peer_and_through_no_link(client, tmp_path):
