@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <math.h>
+#include <string.h>
 
 namespace rv {
 
@@ -185,8 +186,15 @@ Json lua_to_json(lua_State *L, int index) {
     return take(L, lua_absindex(L, index), around);
 }
 
-Json lua_text_argument(lua_State *L, int index) {
-    luaL_checkstring(L, index);
+const char *lua_name_argument(lua_State *L, int index) {
+    size_t length = 0;
+    const char *name = luaL_checklstring(L, index, &length);
+    luaL_argcheck(L, strlen(name) == length, index, "a zero byte is in it");
+    return name;
+}
+
+Json lua_json_name_argument(lua_State *L, int index) {
+    lua_name_argument(L, index);
     return take_text(L, index);
 }
 

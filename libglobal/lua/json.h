@@ -24,7 +24,9 @@ void lua_push_json(lua_State *L, const json_t *json);
 // that are no numbers, texts that are not UTF-8, tables that hold themselves or are deeper than 100.
 Json lua_to_json(lua_State *L, int index);
 
-// The argument at index, a text, as JSON; raises an error for what is none.
-Json lua_text_argument(lua_State *L, int index);
+// The argument at index, a name: a text without zero bytes, lent. Raises an error for what is none.
+const char *lua_name_argument(lua_State *L, int index);
+// The same as JSON; raises an error for what is not UTF-8, too.
+Json lua_json_name_argument(lua_State *L, int index);
 
 }  // namespace rv

@@ -7,7 +7,7 @@ namespace rv {
 namespace {
 
 int execute(lua_State *L) {
-    const char *path = luaL_checkstring(L, 1);
+    const char *path = lua_name_argument(L, 1);
     Json arguments;
     if (!lua_isnoneornil(L, 2)) {
         luaL_checktype(L, 2, LUA_TTABLE);
@@ -20,13 +20,13 @@ int execute(lua_State *L) {
     for (size_t i = 0; i < json_array_size(list); i++) {
         const json_t *entry = json_array_get(list, i);
         lua_push_json(L, json_object_get(entry, "Value"));
-        lua_setfield(L, -2, json_string_value(json_object_get(entry, "Name")));
+        lua_setfield(L, -2, lua_entry_name(entry));
     }
     return 1;
 }
 
 int call(lua_State *L) {
-    const char *method = luaL_checkstring(L, 1);
+    const char *method = lua_name_argument(L, 1);
     Json params;
     if (!lua_isnoneornil(L, 2)) {
         luaL_checktype(L, 2, LUA_TTABLE);

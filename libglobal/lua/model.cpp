@@ -11,7 +11,7 @@ namespace rv {
 namespace {
 
 int names(lua_State *L) {
-    const char *path = luaL_checkstring(L, 1);
+    const char *path = lua_name_argument(L, 1);
     const Message message(rv_jrpcmsg_cmd_get_parameter_names(path, !lua_toboolean(L, 2)));
     const json_t *list = lua_request(L, message, "ParameterList");
     if (!list) return 3;
@@ -23,7 +23,7 @@ int names(lua_State *L) {
 }
 
 int attributes(lua_State *L) {
-    Json path = lua_text_argument(L, 1);
+    Json path = lua_json_name_argument(L, 1);
     const lua_Integer depth = luaL_optinteger(L, 2, 0);
     luaL_argcheck(L, depth >= -1 && depth <= 1, 2, "a depth is 0, 1 or -1");
     const Message message(
@@ -34,7 +34,7 @@ int attributes(lua_State *L) {
     for (size_t i = 0; i < json_array_size(list); i++) {
         const json_t *entry = json_array_get(list, i);
         lua_push_json(L, json_object_get(entry, "Attributes"));
-        lua_setfield(L, -2, json_string_value(json_object_get(entry, "Name")));
+        lua_setfield(L, -2, lua_entry_name(entry));
     }
     return 1;
 }
@@ -65,23 +65,24 @@ int push_branch(lua_State *L, const json_t *tree, const char *path) {
 }
 
 int tree(lua_State *L) {
-    const char *path = luaL_checkstring(L, 1);
+    const char *path = lua_name_argument(L, 1);
     const Message message(
-        rv_jrpcmsg_create_new("GetConfig", json_pack("{s:o}", "Path", lua_text_argument(L, 1).release())));
+        rv_jrpcmsg_create_new("GetConfig", json_pack("{s:o}", "Path", lua_json_name_argument(L, 1).release())));
     const json_t *config = lua_request(L, message, "Config");
     return config ? push_branch(L, config, path) : 3;
 }
 
 int schema(lua_State *L) {
-    const char *path = luaL_checkstring(L, 1);
-    const Message message(rv_jrpcmsg_cmd_get_datamodel_new(json_pack("[o]", lua_text_argument(L, 1).release()), -1));
+    const char *path = lua_name_argument(L, 1);
+    const Message message(
+        rv_jrpcmsg_cmd_get_datamodel_new(json_pack("[o]", lua_json_name_argument(L, 1).release()), -1));
     const json_t *model = lua_request(L, message, "Datamodel");
     return model ? push_branch(L, model, path) : 3;
 }
 
 int select(lua_State *L) {
     const Message message(
-        rv_jrpcmsg_create_new("Select", json_pack("{s:o}", "Selector", lua_text_argument(L, 1).release())));
+        rv_jrpcmsg_create_new("Select", json_pack("{s:o}", "Selector", lua_json_name_argument(L, 1).release())));
     const json_t *selection = lua_request(L, message, "Selection");
     if (!selection) return 3;
     lua_push_json(L, selection);

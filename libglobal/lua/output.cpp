@@ -4,6 +4,7 @@
 #include "libglobal/lua/context.h"
 #include "libglobal/lua/interrupt.h"
 #include "libglobal/lua/libraries.h"
+#include "rv/wait.h"
 
 namespace rv {
 
@@ -111,14 +112,13 @@ void lua_emit(rv_lua &context, std::string_view text) {
         context.own->output += text;
         return;
     }
-    const SigintBlocked scope;
-    fwrite(text.data(), 1, text.size(), stdout);
+    rv_lua_show(text.data(), text.size());
 }
 
 void lua_show_output(rv_lua &context) {
     const SigintBlocked scope;
     std::string &output = context.own->output;
-    fwrite(output.data(), 1, output.size(), stdout);
+    rv_lua_show(output.data(), output.size());
     output.clear();
     fflush(stdout);
 }
@@ -131,3 +131,13 @@ void lua_redirect_output(lua_State *L) {
 }
 
 }  // namespace rv
+
+// In pieces: a terminal may take its time.
+void rv_lua_show(const char *text, size_t length) {
+    const rv::SigintBlocked scope;
+    for (std::string_view rest(text, length); !rest.empty() && !rv_interrupt_pending();) {
+        const std::string_view piece = rest.substr(0, BUFSIZ);
+        if (fwrite(piece.data(), 1, piece.size(), stdout) < piece.size()) return;
+        rest.remove_prefix(piece.size());
+    }
+}

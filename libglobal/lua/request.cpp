@@ -3,6 +3,8 @@
 
 #include <map>
 
+#include <string.h>
+
 #include "libglobal/lua/context.h"
 #include "libglobal/lua/failure.h"
 #include "libglobal/lua/interrupt.h"
@@ -49,7 +51,9 @@ Json lua_to_pairs(lua_State *L, int index, const std::string &prefix) {
     lua_pushvalue(L, index);
     for (lua_pushnil(L); lua_next(L, -2); lua_pop(L, 1)) {
         luaL_argcheck(L, lua_type(L, -2) == LUA_TSTRING, index, "its keys must be names");
-        values[prefix + lua_tostring(L, -2)] = lua_to_json(L, -1);
+        const char *name = lua_tostring(L, -2);
+        luaL_argcheck(L, strlen(name) == lua_rawlen(L, -2), index, "a zero byte is in a name");
+        values[prefix + name] = lua_to_json(L, -1);
     }
     lua_pop(L, 1);
     Json pairs(json_array());
@@ -61,8 +65,13 @@ Json lua_to_pairs(lua_State *L, int index, const std::string &prefix) {
     return pairs;
 }
 
+const char *lua_entry_name(const json_t *entry) {
+    const char *name = json_string_value(json_object_get(entry, "Name"));
+    return name ? name : "";
+}
+
 std::string lua_object_argument(lua_State *L, int index) {
-    std::string path = luaL_checkstring(L, index);
+    std::string path = lua_name_argument(L, index);
     if (!path.ends_with('.')) path += '.';
     return path;
 }

@@ -40,6 +40,9 @@ const json_t *lua_request(lua_State *L, const Message &message, const char *memb
 // The table at index, {name = value, …}, as [{"Name", "Value"}, …] by name, each name behind prefix.
 Json lua_to_pairs(lua_State *L, int index, const std::string &prefix);
 
+// What an entry of a reply calls itself, "" where it doesn't. Lent.
+const char *lua_entry_name(const json_t *entry);
+
 // The path that argument index is, closed with a dot.
 std::string lua_object_argument(lua_State *L, int index);
 

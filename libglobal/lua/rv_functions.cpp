@@ -11,6 +11,10 @@ void lua_add_rv(lua_State *L) {
         luaL_setfuncs(L, functions, 0);
     lua_push_null(L);
     lua_setfield(L, -2, "null");
+    luaL_getsubtable(L, LUA_REGISTRYINDEX, LUA_LOADED_TABLE);  // so that require() knows it, and errors its functions
+    lua_pushvalue(L, -2);
+    lua_setfield(L, -2, "rv");
+    lua_pop(L, 1);
     lua_setglobal(L, "rv");
 }
 

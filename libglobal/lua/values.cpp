@@ -28,26 +28,21 @@ bool belongs(std::string_view name, std::string_view path) {
     return true;
 }
 
-const char *name_of(const json_t *entry) {
-    const char *name = json_string_value(json_object_get(entry, "Name"));
-    return name ? name : "";
-}
-
 // Pushes what list tells from its entry next on of path: the value of a parameter, or a table of those below. A name
 // that comes again belongs to the path that was asked for next. Returns where the next path's entries begin.
 size_t push_values(lua_State *L, const json_t *list, size_t next, const char *path) {
     const json_t *entry = json_array_get(list, next);
-    if (strcmp(name_of(entry), path) == 0) {
+    if (strcmp(lua_entry_name(entry), path) == 0) {
         lua_push_json(L, json_object_get(entry, "Value"));
         return next + 1;
     }
     lua_newtable(L);
-    for (; (entry = json_array_get(list, next)) && belongs(name_of(entry), path); next++) {
-        const bool is_new = lua_getfield(L, -1, name_of(entry)) == LUA_TNIL;
+    for (; (entry = json_array_get(list, next)) && belongs(lua_entry_name(entry), path); next++) {
+        const bool is_new = lua_getfield(L, -1, lua_entry_name(entry)) == LUA_TNIL;
         lua_pop(L, 1);
         if (!is_new) break;
         lua_push_json(L, json_object_get(entry, "Value"));
-        lua_setfield(L, -2, name_of(entry));
+        lua_setfield(L, -2, lua_entry_name(entry));
     }
     return next;
 }
@@ -63,9 +58,9 @@ int set(lua_State *L) {
         luaL_argcheck(L, lua_isnone(L, 2), 2, "a table has the values in it");
         pairs = lua_to_pairs(L, 1, "");
     } else {
-        luaL_checkstring(L, 1);
+        lua_name_argument(L, 1);
         luaL_checkany(L, 2);
-        Json name = lua_text_argument(L, 1), value = lua_to_json(L, 2);
+        Json name = lua_json_name_argument(L, 1), value = lua_to_json(L, 2);
         pairs.reset(json_pack("[{s:o, s:o}]", "Name", name.release(), "Value", value.release()));
     }
     if (!set_pairs(L, std::move(pairs))) return 3;
@@ -96,7 +91,7 @@ int add(lua_State *L) {
 }
 
 int del(lua_State *L) {
-    if (!lua_request(L, Message(rv_jrpcmsg_cmd_delete_object(luaL_checkstring(L, 1))))) return 3;
+    if (!lua_request(L, Message(rv_jrpcmsg_cmd_delete_object(lua_name_argument(L, 1))))) return 3;
     lua_pushboolean(L, true);
     return 1;
 }
@@ -105,10 +100,10 @@ int del(lua_State *L) {
 
 int lua_get(lua_State *L) {
     const int count = lua_gettop(L);
-    luaL_checkstring(L, 1);
+    lua_name_argument(L, 1);
     luaL_checkstack(L, count + 8, "too many paths");
     Json names(json_array());
-    for (int i = 1; i <= count; i++) json_array_append_new(names.get(), lua_text_argument(L, i).release());
+    for (int i = 1; i <= count; i++) json_array_append_new(names.get(), lua_json_name_argument(L, i).release());
     const Message message(rv_jrpcmsg_cmd_get_parameter_values_new(names.release()));
     const json_t *list = lua_request(L, message, "ParameterList");
     if (!list) return 3;

@@ -85,7 +85,7 @@ int wait_inside(lua_State *L) {
 
 // Joins group 1 for as long as it waits, however it ends.
 int wait(lua_State *L) {
-    luaL_checkstring(L, PATH);
+    lua_name_argument(L, PATH);
     luaL_checkany(L, WANTED);
     luaL_argcheck(L, !lua_isnil(L, WANTED) && !lua_istable(L, WANTED), WANTED, "a function or a plain value");
     lua_deadline_argument(L, SECONDS);

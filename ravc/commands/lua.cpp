@@ -17,7 +17,7 @@ void show(const rv_lua *context, int code) {
     if (code == RV_LUA_FAILED) {
         printf("LUA ERROR: %s\n", context->error.text);
     } else if (code != RV_LUA_INTERRUPTED) {
-        printf("%s", context->output.text);
+        rv_lua_show(context->output.text, context->output.length);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "ravc/lua/run.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include "ravc/lua/colors.h"
 #include "ravc/lua/traceback.h"
@@ -90,9 +91,16 @@ void print_raised(lua_State *L) {
 
 // As a C text: it ends at a zero byte, which only a text in long brackets may hold.
 void print_formatted(lua_Integer number) {
-    printf("%s_[%lld]%s = %s%s\n", color("\033[1;32m"), static_cast<long long>(number), color("\033[0;32m"),
-           lua_printed().c_str(), color("\033[0m"));
+    printf("%s_[%lld]%s = ", color("\033[1;32m"), static_cast<long long>(number), color("\033[0;32m"));
+    rv_lua_show(lua_printed().c_str(), strlen(lua_printed().c_str()));
+    printf("%s\n", color("\033[0m"));
     fflush(stdout);
+}
+
+// Lets a Ctrl-C in that came during printing.
+int check(lua_State *) {
+    rv_lua_check();
+    return 0;
 }
 
 // The result at index. handler: stack index. Returns as lua_run_and_print().
@@ -106,12 +114,14 @@ int print_result(LuaSession *session, int index, int handler) {
     lua_pushlightuserdata(L, session);
     lua_pushvalue(L, index);
     const bool was_colored = lua_set_colored(false);
-    const int code = rv_lua_call(session->context, 2, 0, handler);
+    int code = rv_lua_call(session->context, 2, 0, handler);
     lua_print_end(L);
     lua_set_colored(was_colored);
-    if (code == RV_LUA_DONE) print_formatted(session->count);
     if (code == RV_LUA_FAILED) print_raised(L);
-    return code;
+    if (code != RV_LUA_DONE) return code;
+    print_formatted(session->count);
+    lua_pushcfunction(L, check);
+    return rv_lua_call(session->context, 0, 0, handler);
 }
 
 // The values above the handler. Returns as lua_run_and_print().

@@ -30,10 +30,6 @@ int read_script(const char *path, std::string *text) {
     return 0;
 }
 
-void show(const rv_lua_text &text) {
-    fwrite(text.text, 1, text.length, stdout);
-}
-
 int run(const std::string &text, const char *name, const json_t *arguments) {
     const Context context(rv_lua_init(0), rv_lua_free);
     if (!context) {
@@ -46,7 +42,7 @@ int run(const std::string &text, const char *name, const json_t *arguments) {
     if (code == RV_LUA_FAILED) {
         puts(context->error.text);
     } else {
-        show(context->output);
+        rv_lua_show(context->output.text, context->output.length);
     }
     fflush(stdout);
     // Whoever started the program is to see that it was interrupted.

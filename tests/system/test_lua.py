@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from lua import Scripts, lua  # noqa: F401  (a fixture)
+from middleman import result
 from users import USERS, add_user
 
 VERSION = "Device.DeviceInfo.SoftwareVersion"
@@ -48,17 +49,23 @@ def test_a_name_that_is_unknown(lua, call):
 @pytest.mark.parametrize(("call", "message"), [
     ("rv.get()", "bad argument #1 to 'get' (string expected, got no value)"),
     ("rv.get('a', {})", "bad argument #2 to 'get' (string expected, got table)"),
+    ("rv.get('a', 'b\\0')", "bad argument #2 to 'get' (a zero byte is in it)"),
     ("rv.get('\\xff')", "a text that is not UTF-8 can't be JSON"),
     ("rv.set('a')", "bad argument #2 to 'set' (value expected)"),
     ("rv.set('a', nil)", "nil can't be JSON: its null is rv.null"),
     ("rv.set('a', print)", "a function can't be JSON"),
     ("rv.set({1})", "bad argument #1 to 'set' (its keys must be names)"),
     ("rv.set({}, 1)", "bad argument #2 to 'set' (a table has the values in it)"),
+    ("rv.set('a\\0', 1)", "bad argument #1 to 'set' (a zero byte is in it)"),
+    ("rv.set{['a\\0'] = 1}", "bad argument #1 to 'set' (a zero byte is in a name)"),
+    ("rv.del('Device.Users.User.1.\\0')", "bad argument #1 to 'del' (a zero byte is in it)"),
+    ("rv.each('Device.Users.User.\\0')", "bad argument #1 to 'each' (a zero byte is in it)"),
     ("rv.add('a', 1)", "bad argument #2 to 'add' (table expected, got number)"),
     ("rv.names('\\xff')", "a text that is not UTF-8 can't be sent"),
     ("rv.attributes('a', 2)", "bad argument #2 to 'attributes' (a depth is 0, 1 or -1)"),
     ("rv.execute('a', 1)", "bad argument #2 to 'execute' (table expected, got number)"),
     ("rv.call('a', 1)", "bad argument #2 to 'call' (table expected, got number)"),
+    ("rv.call('GetConfig\\0')", "bad argument #1 to 'call' (a zero byte is in it)"),
     ("rv.wait('a')", "bad argument #2 to 'wait' (value expected)"),
     ("rv.wait('a', {})", "bad argument #2 to 'wait' (a function or a plain value)"),
     ("rv.wait('a', 1, -1)", "bad argument #3 to 'wait' (seconds are not negative)"),
@@ -174,6 +181,15 @@ def test_check_raises_the_failure_with_its_place(lua):
     assert lua.run(text).stdout == \
         "script.lua:3: Invalid parameter name (9005); Device.Nope: 9005 Invalid parameter name\n"
     assert lua.values("select(2, pcall(function() rv.check(rv.get('Device.Nope')) end)).code") == [9005]
+
+
+def test_entries_without_names_do_no_harm(middleman, tmp_path):
+    for method in ("GetParameterValues", "GetParameterAttributes", "Execute", "GetParameterNames"):
+        middleman.handlers[method] = lambda link, request: link.client.sendall(result(request, {"ParameterList": [{}, 1]}))
+    lua = Scripts(middleman.socket, tmp_path)
+    assert lua.values("rv.get('a.'), rv.attributes('a'), rv.execute('a'), rv.names('a')") == \
+        [{}, {"": None}, {"": None}, []]
+    assert lua.output("for number in rv.each('a') do print(number) end") == ""
 
 
 def test_a_daemon_that_goes_is_told(lua, ravd):

@@ -7,6 +7,8 @@ from lua_shell import lua_prompt, plain
 
 ROUNDS = int(os.environ.get("RAV_CTRLC", "100"))
 
+MANY = 1 << 24  # bytes, more than any terminal takes at once
+
 # Each says "begun" and never ends.
 ENDLESS = [
     "print('begun') while true do end",
@@ -54,6 +56,29 @@ def test_a_statement_is_stopped(lua, statement):
     assert "interrupted" not in lua.text()
     assert lua_prompt(lua) == "ravc-lua:> "
     answers(lua)
+
+
+@pytest.mark.parametrize(("statement", "begin"), [
+    ("('x'):rep(MANY)", "[[\r\nxxx"), ("print('', ('x'):rep(MANY))", "\txxx"), ("io.write('\\t', ('x'):rep(MANY))", "\txxx")])
+def test_a_long_text_is_cut(lua, statement, begin):
+    lua.forget()
+    lua.send(statement.replace("MANY", str(MANY)) + "\r")
+    lua.wait_output(begin)
+    lua.send("\x03")
+    lua.wait_line("")
+    assert lua.output.count(b"x") < MANY // 2
+    lua.enter("q")
+    assert "0.2.1" in lua.enter("cat Device.DeviceInfo.SoftwareVersion")
+
+
+def test_the_output_of_a_statement_of_the_shell_is_cut(shell):
+    shell.forget()
+    shell.send(f"lua print('',('x'):rep({MANY}))\r")
+    shell.wait_output("\txxx")
+    shell.send("\x03")
+    shell.wait_line("")
+    assert shell.output.count(b"x") < MANY // 2
+    assert "0.2.1" in shell.enter("cat Device.DeviceInfo.SoftwareVersion")
 
 
 def test_a_stopped_statement_prints_a_line_feed_and_nothing_else(lua):

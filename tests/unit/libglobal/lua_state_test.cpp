@@ -95,6 +95,11 @@ TEST_F(LuaState, ModulesAreNotLookedForInTheWorkingDirectory) {
         << error();
 }
 
+TEST_F(LuaState, RvIsAModuleThatIsLoaded) {
+    EXPECT_EQ(value("require 'rv' == rv"), "true");
+    EXPECT_EQ(value("select(2, pcall(rv.get))"), "bad argument #1 to 'rv.get' (string expected, got no value)");
+}
+
 TEST_F(LuaState, ExitUnwinds) {
     EXPECT_EQ(run("print('a') os.exit(7) print('b')"), RV_LUA_EXIT);
     EXPECT_EQ(rv_lua_exit_status(context.get()), 7);
