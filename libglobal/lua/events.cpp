@@ -84,7 +84,7 @@ int listen(lua_State *L) {
     const int64_t deadline = lua_deadline_argument(L, 1);
     const std::vector<uint32_t> groups = listened_groups(L);
     rv_jrpcapi *events = lua_context(L).events;
-    luaL_argcheck(L, !groups.empty(), 1, "no function is there for events: see rv.on");
+    if (groups.empty()) return luaL_error(L, "no function is there for events: see rv.on");
     lua_show_output(lua_context(L));
     if (!reopen(L, groups.front())) return 3;
     lua_Integer count = 0;

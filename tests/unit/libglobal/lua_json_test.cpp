@@ -32,6 +32,17 @@ TEST_F(LuaJson, TypesAreKept) {
     EXPECT_EQ(value("rv.decode('null') == rv.null, rv.null, rv.encode(rv.null)"), "true\tnull\tnull");
 }
 
+TEST_F(LuaJson, RealsHaveNoMoreDigitsThanTheyNeed) {
+    EXPECT_EQ(value("rv.encode({0.1, {a = -2.5}, 1e300})"), "[0.1,{\"a\":-2.5},1e300]");
+    EXPECT_EQ(value("rv.encode(1 / 3)"), "0.3333333333333333");
+    EXPECT_EQ(value("rv.encode(0.1 + 0.2)"), "0.30000000000000004");
+    EXPECT_EQ(value("rv.decode(rv.encode(math.pi)) == math.pi"), "true");
+}
+
+TEST_F(LuaJson, OfEqualKeysTheLastOneCounts) {
+    EXPECT_EQ(value("rv.encode(rv.decode('{\"a\": 1, \"a\": 2}'))"), "{\"a\":2}");
+}
+
 TEST_F(LuaJson, ArraysAndObjects) {
     EXPECT_EQ(value("rv.encode({})"), "{}");
     EXPECT_EQ(value("rv.encode({1, {}, {2}})"), "[1,{},[2]]");
@@ -79,6 +90,8 @@ TEST_F(LuaJson, WhatIsNoJson) {
     EXPECT_EQ(value("(rv.decode('1e999'))"), "nil");
     EXPECT_EQ(value("(rv.decode(('['):rep(100000)))"), "nil");
     EXPECT_EQ(value("(rv.decode('\"\\xff\"'))"), "nil");
+    EXPECT_EQ(value("(rv.decode('{\"a\\\\u0000\": 1}'))"), "nil");
+    EXPECT_EQ(value("(rv.decode('{} {}'))"), "nil");
 }
 
 TEST_F(LuaJson, WithoutAConnectionRequestsFail) {
