@@ -74,6 +74,15 @@ int open_spare() {
     return open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
+// The address of this side of a connection; INADDR_ANY where it is none of IPv4.
+in_addr_t own_ipv4_address(int fd) {
+    sockaddr_storage address = {};
+    socklen_t size = sizeof address;
+    getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
+    if (address.ss_family != AF_INET) return INADDR_ANY;
+    return reinterpret_cast<const sockaddr_in &>(address).sin_addr.s_addr;
+}
+
 }  // namespace
 
 int open_local_socket(const std::string &path, std::string &error) {
@@ -178,6 +187,7 @@ bool Listener::accept_one() {
     peer.transport = transport_;
     if (transport_ == Transport::tcp) {
         peer.address = address_key(address);
+        peer.reached_at = own_ipv4_address(fd);
         set_tcp_options(fd);
     } else if (!identify_local(fd, peer)) {
         close(fd);

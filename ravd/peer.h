@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <netinet/in.h>
 #include <sys/types.h>
 
 namespace ravd {
@@ -19,6 +20,7 @@ struct Peer {
     std::vector<gid_t> groups = {};        // local: the peer's further groups when it connected
     pid_t pid = -1;                        // local: its process then, which may have ended since; gives no right
     std::array<uint8_t, 16> address = {};  // TCP: what counts as one address, see address_key()
+    in_addr_t reached_at = INADDR_ANY;     // TCP over IPv4: the address of this side that it has connected to
 };
 
 }  // namespace ravd

@@ -84,7 +84,7 @@ Fault Fetch::Parts::begin_web() {
 
 Fault Fetch::Parts::begin_netcat() {
     Fault fault;
-    Descriptor socket = connect_netcat(order.url, fault);
+    Descriptor socket = connect_netcat(order.url, order.peer, fault);
     if (fault) return fault;
     const auto ended = [this](int problem) {
         end(problem == 0 ? Fault() : Fault{sink.bytes() == 0 ? 9015 : 9010, strerror(problem), {}});

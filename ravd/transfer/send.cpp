@@ -80,7 +80,7 @@ Fault Send::Parts::begin_web() {
 // What the other side says is of no interest; that it closes tells that it has taken all.
 Fault Send::Parts::begin_netcat() {
     Fault fault;
-    Descriptor socket = connect_netcat(order.url, fault);
+    Descriptor socket = connect_netcat(order.url, order.peer, fault);
     if (fault) return fault;
     const auto ended = [this](int problem) {
         const bool whole = stream->sent() == order.content.size();

@@ -4,7 +4,7 @@ import json
 import re
 
 import pytest
-from device import CONTACT
+from device import CONTACT, remote_device
 from firmware import files_below
 from netcat import Listening
 from web import Web
@@ -102,6 +102,15 @@ def test_a_file(device, tmp_path):
     assert download(device, "file", source, "a name") == (0, "")
     assert download(device, "file", empty, "empty") == (0, "")
     assert stored(device) == {"a name": source.read_bytes(), "empty": b""}
+
+
+def test_a_device_with_several_addresses(start_ravd, tmp_path):
+    """It fetches from the client by the address that the client knows it by, although the system would take another."""
+    device = remote_device(start_ravd("--listen", "tcp://127.0.0.2:0", "--allow-plain-login"), "127.0.0.2")
+    source = tmp_path / "source"
+    source.write_text("content")
+    assert download(device, "file", source, "name") == (0, "")
+    assert stored(device) == {"name": b"content"}
 
 
 def test_a_file_without_a_name_for_it(device, tmp_path):

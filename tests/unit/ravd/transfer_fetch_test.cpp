@@ -138,6 +138,22 @@ TEST_F(FetchTest, NobodyThere) {
     EXPECT_EQ(fetch(server.url), 9015);
 }
 
+TEST_F(FetchTest, APeerIsAskedFromTheAddressThatItHasReached) {
+    peer.transport = Transport::tcp;
+    inet_pton(AF_INET, "127.0.0.2", &peer.reached_at);
+    for (const auto &[address, source] : {std::pair{"127.0.0.1", "127.0.0.2"}, {"127.0.0.3", "127.0.0.1"}}) {
+        inet_pton(AF_INET, address, peer.address.data());
+        std::string seen;
+        std::thread one([&] { seen = server.accept_and_tell_source(); });
+        EXPECT_EQ(fetch(server.url), 0) << detail;
+        one.join();
+        EXPECT_EQ(seen, source);
+    }
+    inet_pton(AF_INET, "192.0.2.1", &peer.reached_at);
+    inet_pton(AF_INET, "127.0.0.1", peer.address.data());
+    EXPECT_EQ(fetch(server.url), 9015) << "an address that has gone";
+}
+
 TEST_F(FetchTest, AConnectionThatSaysNothing) {
     limits.transfer_stall_ms = 50;
     EXPECT_EQ(fetch(server.url), 9010);

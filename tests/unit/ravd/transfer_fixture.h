@@ -93,6 +93,14 @@ class NetcatPeer {
         url = "netcat://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
     }
     Descriptor accept() { return Descriptor(accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC)); }
+    // Where the connection that it closes again came from.
+    std::string accept_and_tell_source() {
+        sockaddr_in address = {};
+        socklen_t size = sizeof address;
+        const Descriptor connection = accept();
+        getpeername(connection.get(), reinterpret_cast<sockaddr *>(&address), &size);
+        return inet_ntoa(address.sin_addr);
+    }
     void close() { listening_.reset(); }
 
     std::string url;
