@@ -150,6 +150,7 @@ Server::~Server() {
     logins_.reset();
     checkpoint_.reset();
     restart_.reset();
+    event_base_loop(base_, EVLOOP_NONBLOCK);  // cancelled questions to name servers let go of what they hold here
     event_base_free(base_);
 }
 

@@ -14,7 +14,8 @@ class Resolver {
  public:
     // flags: of evdns_base_new().
     Resolver(event_base *base, int flags);
-    // Nobody is told of answers any more.
+    // Nobody is told of answers any more. Questions on their way hold memory and sockets until the loop has gone round:
+    // so it must do so once more before the base is freed.
     ~Resolver();
     Resolver(const Resolver &) = delete;
     Resolver &operator=(const Resolver &) = delete;

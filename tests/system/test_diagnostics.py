@@ -165,3 +165,14 @@ def test_ravc_draws_hops_as_instances(ravc, tmp_path):
         pytest.skip("the system lets no echo request out")
     assert "└── RouteHops    \n    └── 1\n        ├── HostAddress = '127.0.0.1'\n" in result.stdout, result.stdout
     assert result.returncode == 0
+
+
+def test_the_daemon_ends_while_names_are_asked_for(start_ravd, name_server):
+    daemon = start_ravd()
+    clients = [daemon.connect() for _ in range(3)]
+    for client in clients:
+        client.request("Execute", {"Path": LOOKUP, "ParameterList": [
+            {"Name": "HostName", "Value": "silent.test"}, {"Name": "DNSServer", "Value": name_server.address},
+            {"Name": "Timeout", "Value": 60000}]})
+    wait_for(lambda: len(name_server.asked) == 6, "the questions")
+    daemon.stop()
