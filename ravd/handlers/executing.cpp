@@ -35,7 +35,7 @@ std::string take_outputs(const Operation &operation, const json_t *answer, Named
     json_object_foreach(given, name, json) {
         Path path;
         const bool known = parse_path_below(*operation.method->find("#output"), name, path);
-        if (!known || !path.node->is_parameter() || path.closed)
+        if (!known || !path.node->is_parameter() || path.closed || path.every_instance)
             return "'" + std::string(name) + "' is no output of the method";
         Value value;
         const std::string problem = told_value(*path.node, json, value);

@@ -9,7 +9,8 @@ EXECUTE = 4
 
 @pytest.fixture
 def house(tmp_path):
-    outputs = node(Sum=parameter("int", maxInclusive=100), Text=parameter(), Way=node(Hops=parameter("int")))
+    outputs = node(Sum=parameter("int", maxInclusive=100), Text=parameter(), Way=node(Hops=parameter("int")),
+                   Hops=table(Name=parameter()))
     inputs = node(A=parameter("int", mandatory=True), B=parameter("int", default=2), Key=parameter("secret"))
     method = {**node("method", {EXECUTE: "add"}), "#input": inputs, "#output": outputs}
     return House(tmp_path, Plain=parameter(default="plain"), Add=method, Rows=table(Do=node("method", {EXECUTE: "do"})))
@@ -63,6 +64,7 @@ def test_arguments_are_checked_before(house, client):
     ('{"outputs": {"Sum": "1"}}', "'Sum': the value is no int"),
     ('{"outputs": {"Other": 1}}', "'Other' is no output of the method"),
     ('{"outputs": {"Way": {"Hops": 1}}}', "'Way' is no output of the method"),
+    ('{"outputs": {"Hops.#template.Name": "x"}}', "'Hops.#template.Name' is no output of the method"),
     ('{"outputs": 1}', '"outputs" is no object'),
     ("garbage", "its answer is no JSON"),
 ])
