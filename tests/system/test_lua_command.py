@@ -27,6 +27,10 @@ def test_words_are_joined_by_method(ravd):
     assert (result.returncode, result.stdout) == (0, "print(1 , 2) \n1\t2\n")
 
 
+def test_output_may_hold_zero_bytes(ravd):
+    assert run(ravd, "-r", "lua", "print('a\\0b')").stdout.endswith("\na\0b\n")
+
+
 def test_an_expression_is_no_statement(shell):
     assert plain(shell.enter("lua 1+1")).startswith('1+1 \nLUA ERROR: [string "1+1 "]:1: ')
 

@@ -28,6 +28,7 @@ def terminal(lua, tmp_path):
 def test_arguments(lua):
     text = "print(arg[0], #arg, arg[1], arg[2], ...)"
     assert lua.run(text, "one", "t w o").stdout == "script.lua\t2\tone\tt w o\tone\tt w o\n"
+    assert lua.run(text, "--", "-x", "--y").stdout == "script.lua\t2\t-x\t--y\t-x\t--y\n"
 
 
 def test_by_the_programs_other_name(lua, tmp_path):
