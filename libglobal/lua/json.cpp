@@ -2,9 +2,11 @@
 #include "libglobal/lua/json.h"
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 #include <math.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace rv {
@@ -42,23 +44,48 @@ void push_array(lua_State *L, const json_t *array) {
     lua_setmetatable(L, -2);
 }
 
-// The tables around the one that is being taken, outermost first.
-using Around = std::vector<const void *>;
+// A table that is being taken, and the key whose value is: a name, lent, or a place in an array, or neither yet.
+struct Level {
+    const void *table;
+    const char *name;
+    lua_Integer place;
+};
+
+// The tables around what is being taken, outermost first.
+using Around = std::vector<Level>;
 
 Json take(lua_State *L, int index, Around &around);
 
-Json take_text(lua_State *L, int index) {
+// Where that is, as "a.b[1]: "; nothing for the outermost value.
+std::string way(const Around &around) {
+    std::string text;
+    for (const Level &level : around) {
+        if (level.name) text += (text.empty() ? "" : ".") + std::string(level.name);
+        if (level.place > 0) text += "[" + std::to_string(level.place) + "]";
+    }
+    return text.empty() ? text : text + ": ";
+}
+
+template <typename... Parts>
+[[noreturn]] void refuse(lua_State *L, const Around &around, const char *format, Parts... parts) {
+    lua_pushstring(L, way(around).c_str());
+    lua_pushfstring(L, format, parts...);
+    luaL_error(L, "%s%s", lua_tostring(L, -2), lua_tostring(L, -1));
+    abort();  // it has raised
+}
+
+Json take_text(lua_State *L, int index, const Around &around) {
     size_t length = 0;
     const char *text = lua_tolstring(L, index, &length);
     Json json(json_stringn(text, length));
-    if (!json) luaL_error(L, "a text that is not UTF-8 can't be JSON");
+    if (!json) refuse(L, around, "a text that is not UTF-8 can't be JSON");
     return json;
 }
 
-Json take_number(lua_State *L, int index) {
+Json take_number(lua_State *L, int index, const Around &around) {
     if (lua_isinteger(L, index)) return Json(json_integer(lua_tointeger(L, index)));
     const lua_Number number = lua_tonumber(L, index);
-    if (!isfinite(number)) luaL_error(L, "%f can't be JSON: it is out of range", number);
+    if (!isfinite(number)) refuse(L, around, "%f can't be JSON: it is out of range", number);
     return Json(json_real(number));
 }
 
@@ -86,11 +113,12 @@ bool is_sequence(lua_State *L, int table) {
 }
 
 Json take_array(lua_State *L, int table, Around &around) {
-    if (!is_sequence(L, table)) luaL_error(L, "an array with holes or keys that are no places can't be JSON");
+    if (!is_sequence(L, table)) refuse(L, around, "an array with holes or keys that are no places can't be JSON");
     Json array(json_array());
     const auto length = static_cast<lua_Integer>(lua_rawlen(L, table));
     for (lua_Integer i = 1; i <= length; i++) {
         lua_rawgeti(L, table, i);
+        around.back().place = i;
         json_array_append_new(array.get(), take(L, lua_gettop(L), around).release());
         lua_pop(L, 1);
     }
@@ -101,23 +129,25 @@ Json take_object(lua_State *L, int table, Around &around) {
     Json object(json_object());
     for (lua_pushnil(L); lua_next(L, table); lua_pop(L, 1)) {
         if (lua_type(L, -2) != LUA_TSTRING)
-            luaL_error(L, "a key that is no text (%s) can't be JSON", luaL_tolstring(L, -2, nullptr));
+            refuse(L, around, "a key that is no text (%s) can't be JSON", luaL_tolstring(L, -2, nullptr));
         size_t length = 0;
         const char *key = lua_tolstring(L, -2, &length);
+        around.back().name = key;
         Json value = take(L, lua_gettop(L), around);
+        around.back().name = nullptr;
         if (json_object_setn_new(object.get(), key, length, value.release()) != 0)
-            luaL_error(L, "a key that is not UTF-8 can't be JSON");
+            refuse(L, around, "a key that is not UTF-8 can't be JSON");
     }
     return object;
 }
 
 Json take_table(lua_State *L, int table, Around &around) {
     const void *address = lua_topointer(L, table);
-    if (std::find(around.begin(), around.end(), address) != around.end())
-        luaL_error(L, "a table that holds itself can't be JSON");
+    if (std::any_of(around.begin(), around.end(), [&](const Level &level) { return level.table == address; }))
+        refuse(L, around, "a table that holds itself can't be JSON");
     if (around.size() == depth_limit) luaL_error(L, "tables deeper than %d can't be JSON", int{depth_limit});
-    luaL_checkstack(L, 8, "nested tables");
-    around.push_back(address);
+    luaL_checkstack(L, 12, "nested tables");
+    around.push_back({address, nullptr, 0});
     const bool array = is_array(L, table) || (lua_rawlen(L, table) > 0 && is_sequence(L, table));
     Json json = array ? take_array(L, table, around) : take_object(L, table, around);
     around.pop_back();
@@ -129,22 +159,20 @@ Json take(lua_State *L, int index, Around &around) {
         case LUA_TBOOLEAN:
             return Json(json_boolean(lua_toboolean(L, index)));
         case LUA_TNUMBER:
-            return take_number(L, index);
+            return take_number(L, index, around);
         case LUA_TSTRING:
-            return take_text(L, index);
+            return take_text(L, index, around);
         case LUA_TTABLE:
             return take_table(L, index, around);
         case LUA_TUSERDATA:
             if (luaL_testudata(L, index, null_type)) return Json(json_null());
             break;
         case LUA_TNIL:
-            luaL_error(L, "nil can't be JSON: its null is rv.null");
-            break;
+            refuse(L, around, "nil can't be JSON: its null is rv.null");
         default:
             break;
     }
-    luaL_error(L, "a %s can't be JSON", luaL_typename(L, index));
-    return nullptr;
+    refuse(L, around, "a %s can't be JSON", luaL_typename(L, index));
 }
 
 }  // namespace
@@ -181,8 +209,9 @@ void lua_push_json(lua_State *L, const json_t *json) {
     }
 }
 
-Json lua_to_json(lua_State *L, int index) {
+Json lua_to_json(lua_State *L, int index, const char *name) {
     Around around;
+    if (name) around.push_back({nullptr, name, 0});
     return take(L, lua_absindex(L, index), around);
 }
 
@@ -195,7 +224,7 @@ const char *lua_name_argument(lua_State *L, int index) {
 
 Json lua_json_name_argument(lua_State *L, int index) {
     lua_name_argument(L, index);
-    return take_text(L, index);
+    return take_text(L, index, {});
 }
 
 }  // namespace rv

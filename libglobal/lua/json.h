@@ -21,8 +21,9 @@ void lua_push_json(lua_State *L, const json_t *json);
 
 // The value at index as JSON. A table with the arrays' metatable is an array, and so is one with the keys 1 to n; any
 // other one is an object and has texts as keys. Raises an error for what JSON can't hold: functions and the like, reals
-// that are no numbers, texts that are not UTF-8, tables that hold themselves or are deeper than 100.
-Json lua_to_json(lua_State *L, int index);
+// that are no numbers, texts that are not UTF-8, tables that hold themselves or are deeper than 100. The error tells
+// where in the value that is, behind name, if there is one.
+Json lua_to_json(lua_State *L, int index, const char *name = nullptr);
 
 // The argument at index, a name: a text without zero bytes, lent. Raises an error for what is none.
 const char *lua_name_argument(lua_State *L, int index);

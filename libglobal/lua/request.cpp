@@ -53,7 +53,7 @@ Json lua_to_pairs(lua_State *L, int index, const std::string &prefix) {
         luaL_argcheck(L, lua_type(L, -2) == LUA_TSTRING, index, "its keys must be names");
         const char *name = lua_tostring(L, -2);
         luaL_argcheck(L, strlen(name) == lua_rawlen(L, -2), index, "a zero byte is in a name");
-        values[prefix + name] = lua_to_json(L, -1);
+        values[prefix + name] = lua_to_json(L, -1, name);
     }
     lua_pop(L, 1);
     Json pairs(json_array());

@@ -55,6 +55,7 @@ def test_a_name_that_is_unknown(lua, call):
     ("rv.set('a', nil)", "nil can't be JSON: its null is rv.null"),
     ("rv.set('a', print)", "a function can't be JSON"),
     ("rv.set({1})", "bad argument #1 to 'set' (its keys must be names)"),
+    ("rv.set{a = 1, b = 0/0 ~= 0 and print}", "b: a function can't be JSON"),
     ("rv.set({}, 1)", "bad argument #2 to 'set' (a table has the values in it)"),
     ("rv.set('a\\0', 1)", "bad argument #1 to 'set' (a zero byte is in it)"),
     ("rv.set{['a\\0'] = 1}", "bad argument #1 to 'set' (a zero byte is in a name)"),
@@ -116,7 +117,7 @@ def test_add(lua):
 def test_add_leaves_nothing_behind_where_its_values_can_not_be_set(lua):
     assert lua.values("rv.add('Device.Users.User.', {Username = 'joe', Role = 'king'})")[2][0] == 9003
     assert lua.run("rv.add('Device.Users.User.', {Username = print})").stdout == \
-        "script.lua:1: a function can't be JSON\n"
+        "script.lua:1: Username: a function can't be JSON\n"
     assert lua.values("#rv.names('Device.Users.User.')") == [1]
 
 

@@ -62,6 +62,9 @@ TEST_F(LuaJson, WhatJsonCanNotHold) {
     EXPECT_EQ(refused("1/0"), "test:1: inf can't be JSON: it is out of range");
     EXPECT_EQ(refused("-(0/0)"), "test:1: nan can't be JSON: it is out of range");
     EXPECT_EQ(refused("'\\xff'"), "test:1: a text that is not UTF-8 can't be JSON");
+    EXPECT_EQ(refused("{a = {1, {b = print}}}"), "test:1: a[2].b: a function can't be JSON");
+    EXPECT_EQ(refused("{a = {}, b = {{}, {0/0}}}").substr(0, 16), "test:1: b[2][1]:");
+    EXPECT_EQ(refused("{{}, {[{}] = 1}}").substr(0, 21), "test:1: [2]: a key th");
     EXPECT_EQ(refused("{['\\xff'] = 1}"), "test:1: a key that is not UTF-8 can't be JSON");
     EXPECT_EQ(refused("{1, nil, 3, a = 4}"), "test:1: a key that is no text (1) can't be JSON");
     EXPECT_EQ(refused("{[1.5] = 1}"), "test:1: a key that is no text (1.5) can't be JSON");
@@ -74,7 +77,7 @@ TEST_F(LuaJson, CyclesAndDepthAreRefused) {
     EXPECT_EQ(value("#rv.encode(" + nested + "(100))"), "596");
     EXPECT_EQ(value("rv.encode(" + nested + "(101))"), "test:1: tables deeper than 100 can't be JSON");
     EXPECT_EQ(value("(function() local t = {} t.a = {t} rv.encode(t) end)()"),
-              "test:1: a table that holds itself can't be JSON");
+              "test:1: a[1]: a table that holds itself can't be JSON");
     EXPECT_EQ(value("(function() local t = {} return rv.encode({t, t}) end)()"), "[{},{}]") << "twice is no cycle";
 }
 
