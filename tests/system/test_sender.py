@@ -64,6 +64,16 @@ def test_ctrl_c_leaves_the_transfer_and_the_shell_as_they_are(daemon, image, ope
     assert "ok" in shell.enter("sh echo o''k")
 
 
+def test_nobody_comes(daemon, image, open_shell):
+    shell = open_shell(daemon.destination).wait_line("")
+    shell.send(f"download file {image}\r")
+    url_of(daemon, 1)
+    shell.wait_text("Waiting timeout, abort.")
+    assert not shell.takes_keys()  # it waits for what the daemon makes of that
+    shell.send("\x03")
+    shell.wait_line("")
+
+
 def test_the_transfer_goes_on_while_the_shell_is_used(daemon, image, open_shell):
     shell = open_shell(daemon.destination).wait_line("")
     shell.send(f"download file {image}\r")
