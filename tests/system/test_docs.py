@@ -138,6 +138,15 @@ def test_usage_and_manual_know_the_same_options():
         assert option in manual, option
 
 
+def test_manual_knows_every_command(shell):
+    commands = re.findall(r"^([a-z_]+)\b.* - ", finished(shell("echo help | ravc")), re.M)
+    assert len(commands) > 30
+    manual = (SOURCE / "docs" / "ravc.1.scd").read_text(encoding="utf-8").partition("\n# COMMANDS\n")[2]
+    described = "\n".join(re.findall(r"^\*.*", manual.partition("\n# ")[0], re.M))
+    for command in commands:
+        assert f"*{command}*" in described, command
+
+
 def test_daemon_manual_knows_every_option():
     usage = subprocess.run([RAVD, "--help"], capture_output=True, text=True, timeout=60, check=True).stdout
     manual = (SOURCE / "docs" / "ravd.8.scd").read_text(encoding="utf-8")

@@ -1,0 +1,1 @@
+print(rv.get("Device.DeviceInfo.SoftwareVersion"))
