@@ -62,8 +62,7 @@ int print_output(const rv_jrpcmsg *reply, const char *method) {
     const json_t *list = json_object_get(rv_jrpcmsg_get_result_json(reply), "ParameterList");
     if (rv_jrpcmsg_typeof(reply) != RV_JRPCMSG_RESULT || json_array_size(list) == 0) return -1;
     json_auto_t *output = rv_tr_namevalues_to_config(list, nullptr);
-    if (!output) return -1;
-    draw_tree(output, nullptr, method);
+    if (output) draw_tree(output, nullptr, method);
     return 0;
 }
 

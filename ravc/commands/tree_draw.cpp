@@ -112,7 +112,7 @@ bool draw_children(Frame *frame, bool parameters) {
 
 // The root is its own parent.
 void draw(Frame *parent, Frame *frame) {
-    if (!is_drawable(frame->data) || frame->depth > LEVELS || interrupt_pending()) return;
+    if (!is_drawable(frame->data) || interrupt_pending()) return;
     if (frame->depth > 0) print_connectors(parent);
     printf("%-*s", parent->width, frame->name);
     print_value_colored(frame->data, frame->schema);

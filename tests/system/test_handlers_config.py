@@ -25,6 +25,7 @@ def house(tmp_path):
                          Checkpoint=method(Timeout=parameter("unsignedInt", default=60, access="readWrite")),
                          Confirm=method()))
     house.script("changes", CHANGES)
+    house.seen = 0
     return house
 
 
@@ -41,8 +42,8 @@ def execute(client, name, **arguments):
 
 def asked(house):
     """What was asked since the last call: (action, path, value)."""
-    found = [(each["action"], each["path"], each.get("value")) for each in house.asked("asked")]
-    (house.left / "asked").write_text("")
+    found = [(each["action"], each["path"], each.get("value")) for each in house.asked("asked")[house.seen:]]
+    house.seen += len(found)
     return found
 
 
@@ -99,6 +100,21 @@ def test_a_checkpoint_asks_when_it_comes_back(client, house):
     wait_for(lambda: read(client, "Device.Plain") == {"Device.Plain": "x"}, "the checkpoint")
     assert asked(house) == [("set", "Device.Host", "shed")]
     assert read(client, "Device.Host") == {"Device.Host": "shed"}
+
+
+def test_a_checkpoint_that_is_refused_is_lost(client, house):
+    client.result("JoinGroup", {"Group": 2})
+    assert "result" in execute(client, "Checkpoint", Timeout=1)
+    assert "result" in write(client, Host="tent")
+    house.script("changes", REFUSES)
+
+    def events():
+        assert read(client, "Device.Host") == {"Device.Host": "tent"}
+        return [event["params"]["Params"]["Event"] for event in client.events]
+
+    wait_for(lambda: "CheckpointLost" in events(), "the event")
+    assert "CheckpointRestored" not in events()
+    assert client.result("SaveConfig") == {}
 
 
 WAITS = "cat >>$LEFT/asked; while [ ! -e $LEFT/go ]; do sleep 0.02; done"

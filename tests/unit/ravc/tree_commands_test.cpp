@@ -146,6 +146,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{{"Nope"}, "execute: Nope: no such method.\n"},
                     Refused{{"Device.DeviceInfo", "A=1"}, "execute: this method does not have input arguments.\n"},
                     Refused{{"Device.Reset", "Reason"}, "execute: Reason: no value.\n"},
+                    Refused{{"Device.Reset", "Times=1", "Reason", "Times=2"},
+                            "key = Times, value = 1\nexecute: Reason: no value.\n"},
+                    Refused{{"Device.Reset", ""}, "execute: : no value.\n"},
                     Refused{{"Device.Reset", "Nope=1"}, "key = Nope, value = 1\nexecute: Nope: no such node.\n"},
                     Refused{{"Device.Reset", "More=1"},
                             "key = More, value = 1\nexecute: More: is an object or doesn't have default value.\n"},
@@ -175,6 +178,42 @@ class NoOutput : public ShellFixture {
 
 TEST_F(NoOutput, ExecuteEndsWithMinusOneThoughItSucceeded) {
     EXPECT_EQ(run(process_execute, "execute", {"Device.DeviceInfo"}), (Outcome{-1, "Status: OK\n"}));
+}
+
+class OutputWithoutNames : public ShellFixture {
+ protected:
+    OutputWithoutNames()
+        : ShellFixture(answer_with({{"Execute", R"({"ParameterList":[{"Value":1},{"Name":"A"}]})"}})) {}
+};
+
+TEST_F(OutputWithoutNames, ExecuteSucceedsAndDrawsNothing) {
+    EXPECT_EQ(run(process_execute, "execute", {"Device.DeviceInfo"}), (Outcome{0, ""}));
+}
+
+// A daemon that refuses what runs and what selects.
+class Refusal : public ShellFixture {
+ protected:
+    Refusal()
+        : ShellFixture(test::answer_from_model([](test::Peer &peer, const std::string &request) {
+              if (test::method_of(request) != "Execute" && test::method_of(request) != "Select") return false;
+              peer.send(R"({"jsonrpc":"2.0","id":)" + test::id_of(request) +
+                        R"(,"error":{"code":9003,"message":"Invalid arguments","data":{"Detail":"column 3: no name",)"
+                        R"("Data":{"Host":"9003 Invalid arguments: missing"}}}})" +
+                        "\r\n");
+              return true;
+          })) {
+        rv_confapi_set_ctx(requests_connection());
+    }
+    ~Refusal() override { rv_confapi_set_ctx(nullptr); }
+};
+
+TEST_F(Refusal, IsShownAsAFailedReply) {
+    const Outcome refused = {-1,
+                             "[9003] Invalid arguments: column 3: no name\n"
+                             "Host: \"9003 Invalid arguments: missing\"\n"};
+    EXPECT_EQ(run(process_execute, "execute", {"Device.Reset"}), refused);
+    EXPECT_EQ(run(process_select, "select", {"Device.[", "x"}), refused);
+    EXPECT_EQ(sent().back(), R"(Select {"Selector":"Device.[ x"})");
 }
 
 }  // namespace
