@@ -66,6 +66,32 @@ TEST(CommandTable, HasTextsForHelpOnEveryRowButDebug) {
     }
 }
 
+struct Texts {
+    const char *name, *method, *usage, *help;
+};
+
+constexpr Texts maintenance[] = {
+    {"download", "Download", "download <firmware|config|file> <path_to_file> [<target_file_name>]",
+     "download a file to CPE and immediately apply if firmware|config"},
+    {"reboot", "Reboot", "reboot [-f] [<DeviceMode>]", "reboot device (force reboot with '-f')"},
+    {"reset", "FactoryReset", "reset [all]", "reset device configuration to default"},
+    {"save", "SaveConfig", "save [<name>]", "save device configuration in NVRAM"},
+    {"sh", nullptr, "sh [<cmd> <...>]", "runs command (without arguments - run interactive shell"},
+    {"upgrade", nullptr, "upgrade <path_to_firmware>", "upgrade CPE firmware"},
+    {"upload", "Upload", "upload config <remote_url> [<target_file_name>]", "upload config to remote server"},
+};
+
+TEST(CommandTable, TellsHowADeviceIsMaintained) {
+    for (const Texts &texts : maintenance) {
+        const command_row *row = command_lookup(texts.name);
+        ASSERT_NE(row, nullptr) << texts.name;
+        EXPECT_STREQ(row->method, texts.method);
+        EXPECT_STREQ(row->usage, texts.usage);
+        EXPECT_STREQ(row->help, texts.help);
+        EXPECT_EQ(row->handler, row->method_handler) << texts.name;
+    }
+}
+
 TEST(CommandLookup, FindsByNameAndByMethodTheEarlierRowFirst) {
     EXPECT_STREQ(command_lookup("touch")->name, "touch");
     EXPECT_STREQ(command_lookup("GetParameterValues")->name, "cat");

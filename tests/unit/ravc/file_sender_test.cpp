@@ -22,6 +22,7 @@ namespace {
 
 std::atomic<bool> accept_fails;
 thread_local bool socket_fails, bind_fails, listen_fails;
+thread_local int waiting_at_most;  // on the socket that listens
 
 }  // namespace
 
@@ -35,6 +36,7 @@ extern "C" int bind(int fd, const sockaddr *address, socklen_t size) noexcept {
 }
 
 extern "C" int listen(int fd, int backlog) noexcept {
+    waiting_at_most = backlog;
     return listen_fails ? -1 : static_cast<int>(syscall(SYS_listen, fd, backlog));
 }
 
@@ -119,6 +121,7 @@ TEST_F(Sender, ServesTheFileOnceAndLeavesNothing) {
     const Names threads_before = threads(), files_before = descriptors();
     ASSERT_EQ(start(), 0);
     EXPECT_EQ(size_, 13U);
+    EXPECT_EQ(waiting_at_most, 1);
     EXPECT_TRUE(std::regex_match(url_, std::regex("netcat://127\\.0\\.0\\.1:[1-9][0-9]*"))) << url_;
     EXPECT_EQ(output_.line(), sending_line());
     {
