@@ -3,6 +3,7 @@
 
 #include <signal.h>
 #include <stdio.h>
+#include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -12,6 +13,12 @@
 #include "rv/str_json.h"
 
 namespace {
+
+// Lines are read past stdio: a statement that reads must not take more than it asks for. Where stdio has taken some
+// already, it is stdio that commands are read by.
+void share_input() {
+    if (__fbufsize(stdin) == 0) setvbuf(stdin, nullptr, _IONBF, 0);
+}
 
 void show(const rv_lua *context, int code) {
     if (code == RV_LUA_FAILED) {
@@ -46,6 +53,7 @@ void run_code(const char *code) {
 }  // namespace
 
 int process_lua(const char *, json_t *args) {
+    share_input();
     if (json_array_size(args) == 0) return lua_mode();
     char *words = rv_str_json_join(args, " ");
     json_auto_t *code = json_sprintf("%s ", words);  // each word has its blank, the last one too
@@ -57,5 +65,6 @@ int process_lua(const char *, json_t *args) {
 }
 
 int process_luarecord(const char *name, json_t *args) {
+    share_input();
     return process_record(name, args) < 0 ? -1 : lua_mode();  // also after "abort": intended
 }

@@ -76,6 +76,15 @@ def test_the_mode_without_a_terminal(ravd, shell_tmp):
     assert not shell_tmp.history.exists()
 
 
+def test_what_a_statement_reads_is_a_line_and_not_all(ravd, shell_tmp):
+    lines = "x = io.read()\none\nprint(x, io.read(2))\ntwo = 2\nprint(o)\n"
+    assert code_of(run(ravd, "-r", "lua", prefix=shell_tmp.prefix, input=lines).stdout) == "one\ttw\n2\n"
+    shell = run(ravd, prefix=shell_tmp.prefix, input="lua print(io.read())\none\nlua\ny = io.read()\ntwo\ny\n")
+    assert "one\n" in shell.stdout and '_[1] = "two"' in code_of(shell.stdout)
+    script = run(ravd, "-s", input="lua print(io.read())\none\nlua print('two')\n")
+    assert script.stdout.endswith("\none\nprint('two') \ntwo\n")
+
+
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP])
 def test_signals_end_the_mode_alone(ravd, shell_tmp, number):
     process = subprocess.Popen([*shell_tmp.prefix, RAVC.resolve(), "-u", ravd.socket, "-r", "lua"],
