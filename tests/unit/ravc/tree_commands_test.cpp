@@ -12,12 +12,19 @@ const char config_reply[] = R"({"Config":{"Device":{"IP":{"Sub":{"A":1},"Port":3
 const char selection_reply[] = R"({"Selection":{"Device.IP.Sub":{"A":1},"Device.IP":{"Port":5}}})";
 const char output_reply[] = R"({"ParameterList":[{"Name":"Status","Value":"OK"},{"Name":"Times.Average","Value":3}]})";
 
-// The model of names, and these results for other methods.
-test::Script answer_with(std::map<std::string, std::string> results) {
-    return test::answer_from_model([results = std::move(results)](test::Peer &peer, const std::string &request) {
-        const auto result = results.find(test::method_of(request));
-        if (result != results.end()) peer.reply(request, result->second);
-        return result != results.end();
+const char refusal[] = R"("error":{"code":9003,"message":"Invalid arguments","data":{"Detail":"column 3: no name",)"
+                       R"("Data":{"Host":"9003 Invalid arguments: missing"}}})";
+
+using Replies = std::map<std::string, std::string>;
+
+// The model of names, and for other methods these results, or these outcomes: the member that says how it went.
+test::Script answer_with(const Replies &results, Replies outcomes = {}) {
+    for (const auto &[method, result] : results) outcomes[method] = "\"result\":" + result;
+    return test::answer_from_model([outcomes = std::move(outcomes)](test::Peer &peer, const std::string &request) {
+        const auto outcome = outcomes.find(test::method_of(request));
+        if (outcome == outcomes.end()) return false;
+        peer.send(R"({"jsonrpc":"2.0","id":)" + test::id_of(request) + "," + outcome->second + "}\r\n");
+        return true;
     });
 }
 
@@ -74,12 +81,7 @@ TEST_F(TreesInTheShell, CatreeRefusesAPathThatDoesNotFit) {
 // A branch that is not there: the daemon refuses, or gives nothing below the root.
 class NoConfiguration : public ShellFixture, public testing::WithParamInterface<const char *> {
  protected:
-    NoConfiguration()
-        : ShellFixture(test::answer_from_model([](test::Peer &peer, const std::string &request) {
-              if (test::method_of(request) != "GetConfig") return false;
-              peer.send(std::string(R"({"jsonrpc":"2.0","id":)") + test::id_of(request) + "," + GetParam() + "}\r\n");
-              return true;
-          })) {
+    NoConfiguration() : ShellFixture(answer_with({}, {{"GetConfig", GetParam()}})) {
         rv_confapi_set_ctx(requests_connection());
         open_shell();
     }
@@ -193,15 +195,7 @@ TEST_F(OutputWithoutNames, ExecuteSucceedsAndDrawsNothing) {
 // A daemon that refuses what runs and what selects.
 class Refusal : public ShellFixture {
  protected:
-    Refusal()
-        : ShellFixture(test::answer_from_model([](test::Peer &peer, const std::string &request) {
-              if (test::method_of(request) != "Execute" && test::method_of(request) != "Select") return false;
-              peer.send(R"({"jsonrpc":"2.0","id":)" + test::id_of(request) +
-                        R"(,"error":{"code":9003,"message":"Invalid arguments","data":{"Detail":"column 3: no name",)"
-                        R"("Data":{"Host":"9003 Invalid arguments: missing"}}}})" +
-                        "\r\n");
-              return true;
-          })) {
+    Refusal() : ShellFixture(answer_with({}, {{"Execute", refusal}, {"Select", refusal}})) {
         rv_confapi_set_ctx(requests_connection());
     }
     ~Refusal() override { rv_confapi_set_ctx(nullptr); }
