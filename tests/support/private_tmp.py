@@ -22,6 +22,8 @@ mount --rbind "$private" /tmp
 exec "$@"
 """
 
+HISTORIES = (".ravc.hist", ".ravc.lua.hist")
+
 UNSHARE = ["unshare", "--mount"] if os.getuid() == 0 else ["unshare", "--mount", "--map-current-user", "--keep-caps"]
 
 
@@ -50,7 +52,7 @@ def remove(path):
 @contextlib.contextmanager
 def private_tmp(folder, *keep):
     """A PrivateTmp in folder, in which the folders to keep have the names they have outside. Where mounting is not
-    allowed it is the real /tmp, for one test at a time, without the history that lies there."""
+    allowed it is the real /tmp, for one test at a time, without the histories that lie there."""
     if is_allowed():
         folder.mkdir()
         kept = [str(path) for path in map(pathlib.Path.resolve, keep) if path.is_relative_to("/tmp")]
@@ -59,12 +61,14 @@ def private_tmp(folder, *keep):
     with open("/tmp/.ravc.test.lock", "w", encoding="ascii") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         real = PrivateTmp(pathlib.Path("/tmp"), [])
-        aside = real.history.with_name(f".ravc.test.aside.{os.getpid()}")
-        with contextlib.suppress(FileNotFoundError):
-            real.history.rename(aside)
+        asides = {real.folder / name: real.folder / f".ravc.test{name}.{os.getpid()}" for name in HISTORIES}
+        for history, aside in asides.items():
+            with contextlib.suppress(FileNotFoundError):
+                history.rename(aside)
         try:
             yield real
         finally:
-            remove(real.history)
-            with contextlib.suppress(FileNotFoundError):
-                aside.rename(real.history)
+            for history, aside in asides.items():
+                remove(history)
+                with contextlib.suppress(FileNotFoundError):
+                    aside.rename(history)

@@ -75,6 +75,7 @@ def test_nobody_comes(daemon, image, open_shell):
 
 
 def test_the_transfer_goes_on_while_the_shell_is_used(daemon, image, open_shell):
+    os.truncate(image, 1 << 26)  # more than the connection holds by itself
     shell = open_shell(daemon.destination).wait_line("")
     shell.send(f"download file {image}\r")
     url = url_of(daemon, 1)
@@ -88,6 +89,6 @@ def test_the_transfer_goes_on_while_the_shell_is_used(daemon, image, open_shell)
             assert str(number) in shell.enter(f"sh echo {number}")
         image.write_bytes(b"")
         read_all(connection)
-    shell.wait(lambda: re.search(r"send\(\) failed \(expected 4194304 bytes, transferred \d+ bytes\), abort\.",
+    shell.wait(lambda: re.search(r"send\(\) failed \(expected 67108864 bytes, transferred \d+ bytes\), abort\.",
                                  shell.text()), "what the sender says")
     assert "ok" in shell.enter("sh echo o''k")
