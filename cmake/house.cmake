@@ -1,4 +1,5 @@
 # The house's compiler flags, as interface targets that every target of ours links.
+include(CheckLinkerFlag)
 
 add_library(rav_flags INTERFACE)
 target_include_directories(rav_flags INTERFACE ${PROJECT_SOURCE_DIR})
@@ -53,9 +54,14 @@ else()
   target_link_libraries(rav_lua INTERFACE PkgConfig::LUA)
 endif()
 
-# Links the C++ library into a program where that is asked for, without what the program never reaches.
+# Links the C++ library into a program where that is asked for, without what the program never reaches, and with the
+# addresses that move with it packed, where the linker can.
+check_linker_flag(CXX -Wl,-z,pack-relative-relocs RAV_PACKS_RELOCATIONS)
 function(rav_link_in target)
   if(RAV_LINK_IN)
     target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -Wl,--as-needed -Wl,--gc-sections)
+    if(RAV_PACKS_RELOCATIONS)
+      target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
+    endif()
   endif()
 endfunction()
