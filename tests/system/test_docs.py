@@ -40,7 +40,7 @@ def shell(ravd, tmp_path):
     def start(command):
         script = f'ravc() {{ "{RAVC.resolve()}" -u "{ravd.socket}" "$@"; }}\n{command}\n'
         return subprocess.Popen(["/bin/bash", "-c", script], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                env={**os.environ, "HOME": str(tmp_path)}, start_new_session=True)
+                                env={**os.environ, "HOME": str(tmp_path)}, cwd=tmp_path, start_new_session=True)
 
     return start
 

@@ -1,1 +1,0 @@
-print(rv.get("Device.DeviceInfo.SoftwareVersion"))
