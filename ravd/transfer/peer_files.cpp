@@ -1,7 +1,9 @@
 // Behind fork() only what is safe there: other threads may have held any lock. So the child allocates nothing.
 #include "ravd/transfer/peer_files.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <linux/close_range.h>
@@ -29,6 +31,19 @@ namespace {
 
 constexpr int own_socket = STDERR_FILENO + 1;
 
+// What the process tells over the socket, as it stands in memory; a reader's is followed by size bytes.
+struct Report {
+    int64_t error;  // 0 or an error number
+    uint64_t size;
+};
+
+// problem: stands for a report that has not come.
+Report report_of(const std::string &head, int problem) {
+    Report report = {problem, 0};
+    if (head.size() == sizeof report) memcpy(&report, head.data(), sizeof report);
+    return report;
+}
+
 bool send_all(int fd, const void *data, size_t size) {
     const char *next = static_cast<const char *>(data);
     while (size > 0) {
@@ -42,7 +57,7 @@ bool send_all(int fd, const void *data, size_t size) {
 }
 
 void report(int socket, int error, uint64_t size = 0) {
-    const PeerFile::Report told = {error, size};
+    const Report told = {error, size};
     send_all(socket, &told, sizeof told);
 }
 
@@ -72,7 +87,7 @@ bool prepare(int socket, const Peer &peer, pid_t parent) {
     return prctl(PR_SET_DUMPABLE, 0) == 0 && prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
 }
 
-bool read_file(int socket, const PeerFile::Report &known, int file) {
+bool read_file(int socket, const Report &known, int file) {
     if (!send_all(socket, &known, sizeof known)) return true;
     char bytes[65536];
     for (uint64_t left = known.size; left > 0;) {
@@ -168,6 +183,21 @@ Descriptor PeerFile::write(const Peer &peer, const std::string &path, std::strin
     const size_t slash = path.rfind('/');
     return start(
         {peer, run, {}, path.substr(0, slash + 1), path.substr(slash + 1), "." + random_id() + ".new", content});
+}
+
+std::string_view PeerFile::take(std::string_view bytes) {
+    const size_t missing = std::min(sizeof(Report) - head_.size(), bytes.size());
+    head_ += bytes.substr(0, missing);
+    return bytes.substr(missing);
+}
+
+Fault PeerFile::fault(int problem) const {
+    const auto error = static_cast<int>(report_of(head_, problem != 0 ? problem : EIO).error);
+    return error == 0 ? Fault() : Fault{9016, strerror(error), {}};
+}
+
+uint64_t PeerFile::size() const {
+    return report_of(head_, 0).size;
 }
 
 Descriptor PeerFile::start(const Task &task) {

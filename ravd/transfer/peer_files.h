@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include "ravd/descriptor.h"
+#include "ravd/model/fault.h"
 #include "ravd/peer.h"
 
 namespace ravd {
@@ -21,12 +22,6 @@ class PeerFile {
     PeerFile(const PeerFile &) = delete;
     PeerFile &operator=(const PeerFile &) = delete;
 
-    // What the process tells over the socket, as it stands in memory; a reader's is followed by size bytes.
-    struct Report {
-        int64_t error;  // 0 or an error number
-        uint64_t size;
-    };
-
     // Both are called once, and return our end of the socket, non-blocking; none where no process can be had. What is
     // at path must be a regular file, and no link to one.
     Descriptor read(const Peer &peer, const std::string &path);
@@ -34,11 +29,20 @@ class PeerFile {
     // peer's own.
     Descriptor write(const Peer &peer, const std::string &path, std::string_view content);
 
+    // What comes over the socket is given to take(), which keeps the process's report, the first of it, and returns
+    // what follows: the bytes of a file that is read.
+    std::string_view take(std::string_view bytes);
+    // Once the socket has ended, with that problem, 0 or an error number: none, or 9016 with what has kept the process
+    // from its work.
+    Fault fault(int problem) const;
+    uint64_t size() const;  // of the file, where there is no fault
+
  private:
     struct Task;
     Descriptor start(const Task &task);
 
     pid_t pid_ = -1;
+    std::string head_;  // the report, until it is whole
 };
 
 }  // namespace ravd
