@@ -6,15 +6,15 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <grp.h>
 #include <linux/close_range.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "ravd/child_process.h"
 
 namespace ravd {
 
@@ -59,25 +59,14 @@ bool set_limits(const Start &start) {
            limit(RLIMIT_CPU, start.time_ms / 1000 + 1);
 }
 
-// Straight to the kernel: the library's own functions would do it for all threads, of which there are none here.
 bool become(const std::optional<ProgramUser> &user) {
     if (!user || (user->uid == geteuid() && user->gid == getegid())) return true;
-    return syscall(SYS_setgroups, 1, &user->gid) == 0 && syscall(SYS_setresgid, user->gid, user->gid, user->gid) == 0 &&
-           syscall(SYS_setresuid, user->uid, user->uid, user->uid) == 0;
+    return become_user(user->uid, user->gid, {&user->gid, 1});
 }
 
 bool take_pipes(const Start &start) {
     return dup2(start.input.read, STDIN_FILENO) >= 0 && dup2(start.output.write, STDOUT_FILENO) >= 0 &&
            dup2(start.errors.write, STDERR_FILENO) >= 0;
-}
-
-void reset_signals() {
-    struct sigaction by_default = {};
-    by_default.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; number++) sigaction(number, &by_default, nullptr);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 bool prepare(const Start &start) {
@@ -99,27 +88,15 @@ bool prepare(const Start &start) {
 
 // 0 when the program runs; else the error number of why it does not.
 int run_child(Start &start, pid_t &pid) {
-    // Handlers of signals write to pipes of the loop: none may run in the child.
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pid = fork();
+    pid = fork_blocked();
     if (pid == 0) become_program(start);
-    const int reason = errno;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (pid < 0) return reason;
+    if (pid < 0) return errno;
     close(start.report.write);
     start.report.write = -1;
     int failed = 0;
     while (read(start.report.read, &failed, sizeof failed) < 0 && errno == EINTR) {
     }
     return failed;
-}
-
-void reap(pid_t pid) {
-    kill(pid, SIGKILL);
-    while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-    }
 }
 
 // Of a pipe's end that is ours.
@@ -151,7 +128,7 @@ std::string start_process(const std::string &path, const std::string &name, cons
         process.output = keep(start.output.read);
         process.errors = keep(start.errors.read);
     } else if (pid > 0) {
-        reap(pid);
+        end_process(pid);
     }
     for (const Pipe *pipe : {&start.input, &start.output, &start.errors, &start.report}) pipe->close_both();
     return reason == 0 ? "" : strerror(reason);

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ravd/child_process.h"
 #include "ravd/log.h"
 
 namespace ravd {
@@ -66,10 +67,7 @@ ProgramRun::ProgramRun(event_base *base, std::string name, const ProgramProcess 
 
 ProgramRun::~ProgramRun() {
     kill_group();
-    if (pid_ > 0) {
-        while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-        }
-    }
+    if (pid_ > 0) wait_for_end(pid_);
     for (ProgramPipe *pipe : {&input_, &output_, &errors_, &ended_}) pipe->close();
     event_free(timer_);
 }
@@ -132,9 +130,7 @@ void ProgramRun::on_ended() {
     }
     if (errors_.fd >= 0) on_errors();
     if (!line_.empty()) log_line();
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
+    const int status = wait_for_end(pid_);
     pid_ = -1;
     tell(outcome_of(status));
     for (ProgramPipe *pipe : {&input_, &output_, &errors_, &ended_}) pipe->close();

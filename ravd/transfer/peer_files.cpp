@@ -11,10 +11,9 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "ravd/child_process.h"
 #include "ravd/firmware/random_id.h"
 
 namespace ravd {
@@ -61,27 +60,19 @@ void report(int socket, int error, uint64_t size = 0) {
     send_all(socket, &told, sizeof told);
 }
 
-// Straight to the kernel: the library's own functions would do it for all threads, of which there are none here. An
-// ordinary user's daemon has its own rights only.
+// An ordinary user's daemon has its own rights only.
 bool become(const Peer &peer) {
     if (geteuid() != 0) {
         errno = EACCES;
         return peer.uid == geteuid();
     }
-    return syscall(SYS_setgroups, peer.groups.size(), peer.groups.data()) == 0 &&
-           syscall(SYS_setresgid, peer.gid, peer.gid, peer.gid) == 0 &&
-           syscall(SYS_setresuid, peer.uid, peer.uid, peer.uid) == 0;
+    return become_user(peer.uid, peer.gid, peer.groups);
 }
 
 bool prepare(int socket, const Peer &peer, pid_t parent) {
     if (dup2(socket, own_socket) < 0) return false;
     close_range(own_socket + 1, UINT32_MAX, 0);
-    struct sigaction by_default = {};
-    by_default.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; number++) sigaction(number, &by_default, nullptr);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    reset_signals();
     if (!become(peer)) return false;
     // Nobody looks into this memory, and it goes with its parent; a change of user has taken both back.
     return prctl(PR_SET_DUMPABLE, 0) == 0 && prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
@@ -143,10 +134,7 @@ bool may_replace(int folder, const char *name, bool &is_free) {
 }  // namespace
 
 PeerFile::~PeerFile() {
-    if (pid_ < 0) return;
-    kill(pid_, SIGKILL);
-    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    if (pid_ > 0) end_process(pid_);
 }
 
 Descriptor PeerFile::read(const Peer &peer, const std::string &path) {
@@ -207,16 +195,11 @@ Descriptor PeerFile::start(const Task &task) {
     const Descriptor theirs(ends[1]);
     fcntl(ours.get(), F_SETFL, O_NONBLOCK);
     const pid_t parent = getpid();
-    // Handlers of signals write to pipes of the loop: none may run in the child.
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pid_ = fork();
+    pid_ = fork_blocked();
     if (pid_ == 0) {
         if (!prepare(theirs.get(), task.peer, parent) || !task.run(own_socket, task)) report(own_socket, errno);
         _exit(0);
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return pid_ > 0 ? std::move(ours) : Descriptor();
 }
 
