@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/libglobal/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

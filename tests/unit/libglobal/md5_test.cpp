@@ -11,7 +11,7 @@
 
 #include "rv/wait.h"
 #include "tests/support/interrupt.h"
-#include "tests/unit/libglobal/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "rv/fs.h"
-#include "tests/unit/libglobal/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 
 #include "rv/fs.h"
 #include "rv/socket.h"
-#include "tests/unit/libglobal/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -1,10 +1,7 @@
 // Accounts between model and database: first start, what lasts, who is told, and changes that can't be stored.
 #include "ravd/accounts.h"
 
-#include <filesystem>
-
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "ravd/model/model.h"
 #include "ravd/model/parts.h"
@@ -12,6 +9,7 @@
 #include "ravd/model/write.h"
 #include "ravd/password.h"
 #include "ravd/persist/database.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ravd {
 namespace {
@@ -20,20 +18,13 @@ const Viewer admin = {Role::admin, {}};
 
 class AccountsTest : public testing::Test {
  protected:
-    AccountsTest() {
-        char name[] = "/tmp/ravd-accounts-XXXXXX";
-        folder = mkdtemp(name);
-        start();
-    }
-    ~AccountsTest() override {
-        stop();
-        std::filesystem::remove_all(folder);
-    }
+    AccountsTest() { start(); }
+    ~AccountsTest() override { stop(); }
 
     void start() {
         std::string error;
         database = std::make_unique<Database>();
-        EXPECT_TRUE(database->open(folder, error)) << error;
+        EXPECT_TRUE(database->open(folder.path(), error)) << error;
         model = Model::load(RAV_SOURCE "/schema", {}, error);
         accounts = std::make_unique<Accounts>(*model, *database, lowest_hash_cost);
         accounts->listen([this](const AccountChange &change) {
@@ -82,7 +73,8 @@ class AccountsTest : public testing::Test {
         return fault.code;
     }
 
-    std::string folder, log, told;
+    const TemporaryFolder folder;
+    std::string log, told;
     std::unique_ptr<Database> database;
     std::unique_ptr<Model> model;
     std::unique_ptr<Accounts> accounts;

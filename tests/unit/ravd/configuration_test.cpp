@@ -4,8 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include <stdlib.h>
-
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/ravd/write_fixture.h"
 
 namespace ravd {
@@ -90,18 +89,15 @@ TEST_F(ConfigurationTest, InstancesOfProvidersAreKnownByTheirKeys) {
 class LabelledAddresses : public ConfigurationTest {
  protected:
     LabelledAddresses() {
-        char name[] = "/tmp/ravd-labels-XXXXXX";
-        folder_ = mkdtemp(name);
-        std::filesystem::copy(RAV_SOURCE "/tests/data/schema/house", folder_);
+        std::filesystem::copy(RAV_SOURCE "/tests/data/schema/house", folder_.path());
         std::ofstream(folder_ / "z_label.json") << R"({"Device": {"Net": {"Interface": {"#template": {"Address": {
             "#template": {"Label": {"#attr": {"type": "string", "access": "readWrite"}}}}}}}}})";
-        model = Model::load(folder_.string(), fake_providers(), problem);
+        model = Model::load(folder_.path(), fake_providers(), problem);
         EXPECT_NE(model, nullptr) << problem;
     }
-    ~LabelledAddresses() override { std::filesystem::remove_all(folder_); }
 
  private:
-    std::filesystem::path folder_;
+    const TemporaryFolder folder_;
 };
 
 TEST_F(LabelledAddresses, InstancesWithinThoseOfProvidersComeBackToo) {

@@ -5,31 +5,25 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
+
+#include "tests/support/temporary_folder.h"
 
 namespace ravd {
 namespace {
 
 class DatabaseTest : public testing::Test {
  protected:
-    DatabaseTest() {
-        char name[] = "/tmp/ravd-database-XXXXXX";
-        folder = mkdtemp(name);
-        path = folder + "/ravd.db";
-    }
-    ~DatabaseTest() override { std::filesystem::remove_all(folder); }
-
     // How many accounts the database has; -1 with error when it can't be opened.
     int count() {
         Database database;
-        if (!database.open(folder, error)) return -1;
+        if (!database.open(folder.path(), error)) return -1;
         Statement rows = database.prepare("SELECT count(*) FROM account");
         return rows.step() ? static_cast<int>(rows.integer(0)) : -1;
     }
     void insert(int number) {
         Database database;
-        ASSERT_TRUE(database.open(folder, error)) << error;
+        ASSERT_TRUE(database.open(folder.path(), error)) << error;
         database.begin();
         Statement row = database.prepare("INSERT INTO account VALUES (?, ?, 1, 'user', '', '', '')");
         row.bind(1, number).bind(2, "it's; DROP TABLE account; --").step();
@@ -37,7 +31,9 @@ class DatabaseTest : public testing::Test {
         EXPECT_TRUE(database.commit()) << database.error();
     }
 
-    std::string folder, path, error;
+    const TemporaryFolder folder;
+    const std::string path = folder / "ravd.db";
+    std::string error;
 };
 
 TEST_F(DatabaseTest, IsMadeForItsOwnerOnlyAndKeepsWhatWasStored) {
@@ -95,7 +91,7 @@ TEST_F(DatabaseTest, AJournalThatWasLeftBehindUndoesNothingOfTheCopy) {
     std::string journal;
     {
         Database database;
-        ASSERT_TRUE(database.open(folder, error)) << error;
+        ASSERT_TRUE(database.open(folder.path(), error)) << error;
         database.begin();
         for (int number = 1; number <= 500; number++)
             database.prepare("INSERT INTO account VALUES (?, '', 1, 'user', '', '', '')").bind(1, number).step();
@@ -123,7 +119,7 @@ TEST_F(DatabaseTest, AnotherValueThanWasStoredIsDamage) {
     std::ofstream(path, std::ios::binary) << bytes;
     testing::internal::CaptureStderr();
     Database database;
-    EXPECT_TRUE(database.open(folder, error)) << error;
+    EXPECT_TRUE(database.open(folder.path(), error)) << error;
     EXPECT_TRUE(database.is_copy());
     testing::internal::GetCapturedStderr();
 }
@@ -150,7 +146,7 @@ TEST_F(DatabaseTest, WhatIsNoFileOrNewerIsRefused) {
     std::filesystem::remove(path);
     {
         Database database;
-        ASSERT_TRUE(database.open(folder, error));
+        ASSERT_TRUE(database.open(folder.path(), error));
         EXPECT_TRUE(database.run("PRAGMA user_version = 1000"));
     }
     EXPECT_EQ(count(), -1);
@@ -160,7 +156,7 @@ TEST_F(DatabaseTest, WhatIsNoFileOrNewerIsRefused) {
 
 TEST_F(DatabaseTest, ATransactionIsAllOrNothing) {
     Database database;
-    ASSERT_TRUE(database.open(folder, error));
+    ASSERT_TRUE(database.open(folder.path(), error));
     database.begin();
     database.run("UPDATE account_numbers SET last = 7");
     EXPECT_FALSE(database.run("INSERT INTO nowhere VALUES (1)"));

@@ -1,12 +1,11 @@
 // Events: the bounded queue, who gets what, and the model's changes.
 #include "ravd/events.h"
 
-#include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/ravd/member.h"
 
 namespace ravd {
@@ -64,8 +63,6 @@ TEST(EventQueueTest, WhatNeverFitsIsOnlyCounted) {
 class EventsTest : public testing::Test {
  protected:
     void SetUp() override {
-        char name[] = "/tmp/ravd-events-XXXXXX";
-        folder = mkdtemp(name);
         std::ofstream(folder / "model.json") << R"({"#attr": {"type": "object"}, "Device": {
             "#attr": {"type": "object", "perms": "rwrwr-"},
             "Open": {"#attr": {"type": "object", "multi": true}, "#template": {"#attr": {"type": "object"}}},
@@ -74,13 +71,12 @@ class EventsTest : public testing::Test {
             "Closed": {"#attr": {"type": "object", "multi": true, "perms": "rw----"},
                        "#template": {"#attr": {"type": "object"}}}}})";
         std::string error;
-        model = Model::load(folder.string(), {}, error);
+        model = Model::load(folder.path(), {}, error);
         ASSERT_NE(model, nullptr) << error;
         events = std::make_unique<Events>(sessions, *model, [this] { ++woken; });
     }
-    void TearDown() override { std::filesystem::remove_all(folder); }
 
-    std::filesystem::path folder;
+    const TemporaryFolder folder;
     std::unique_ptr<Model> model;
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;

@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "ravd/firmware/slots.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/ravd/image_fixture.h"
 
 namespace ravd {
@@ -18,12 +18,7 @@ namespace fs = std::filesystem;
 
 class SlotsTest : public testing::Test {
  protected:
-    void SetUp() override {
-        char name[] = "/tmp/ravd-slots-XXXXXX";
-        state = mkdtemp(name);
-        ASSERT_EQ(slots.open(state), "");
-    }
-    void TearDown() override { fs::remove_all(state); }
+    void SetUp() override { ASSERT_EQ(slots.open(state), ""); }
 
     static std::string image(const std::string &version, const std::string &content) {
         return image_of(
@@ -52,7 +47,8 @@ class SlotsTest : public testing::Test {
         return text.str();
     }
 
-    fs::path state;
+    const TemporaryFolder folder;
+    const fs::path state = folder.path();
     Slots slots;
     std::atomic<bool> stop = false;
 };

@@ -1,33 +1,18 @@
 // Loading schema files: every way in which they can be broken is told with file, line and node, and what holds is
 // decoded as clients and the store need it.
 #include <filesystem>
-#include <fstream>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "ravd/model/load.h"
 #include "tests/support/data_cases.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/ravd/model_fixture.h"
 
 namespace ravd {
 
 namespace {
-
-// A folder of its own for schema files that a test writes.
-class Folder {
- public:
-    Folder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ravd-schema-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    const std::string &path() const { return path_; }
-    void write(const char *name, const std::string &text) const { std::ofstream(path_ + "/" + name) << text; }
-
- private:
-    std::string path_;
-};
 
 std::string without(std::string text, const std::string &part) {
     for (size_t at = text.find(part); at != text.npos; at = text.find(part)) text.erase(at, part.size());
@@ -76,19 +61,19 @@ TEST(LoadSchema, AMissingFolderIsTold) {
 }
 
 TEST(LoadSchema, AFileThatCannotBeReadIsTold) {
-    const Folder folder;
-    std::filesystem::create_directory(folder.path() + "/a.json");
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "a.json");
     std::string error;
     EXPECT_EQ(load_schema(folder.path(), error), nullptr);
     EXPECT_EQ(error, folder.path() + "/a.json:1: Is a directory");
 }
 
 TEST(LoadSchema, FilesMergeInTheOrderOfTheirNames) {
-    const Folder folder;
-    folder.write("b.json", R"({"Device": {"#attr": {"type": "object"}, "B": {"#attr": {"type": "int"}}}})");
-    folder.write("a.json", R"({"Device": {"A": {"#attr": {"type": "int"}}}})");
-    folder.write("c.json", R"({"Device": {"#attr": {"type": "object"}, "AA": {"#attr": {"type": "int"}}}})");
-    folder.write("readme.txt", "no schema");
+    const TemporaryFolder folder;
+    put_file(folder / "b.json", R"({"Device": {"#attr": {"type": "object"}, "B": {"#attr": {"type": "int"}}}})");
+    put_file(folder / "a.json", R"({"Device": {"A": {"#attr": {"type": "int"}}}})");
+    put_file(folder / "c.json", R"({"Device": {"#attr": {"type": "object"}, "AA": {"#attr": {"type": "int"}}}})");
+    put_file(folder / "readme.txt", "no schema");
     std::string error;
     const auto schema = load_schema(folder.path(), error);
     ASSERT_TRUE(schema) << error;
@@ -100,19 +85,19 @@ TEST(LoadSchema, FilesMergeInTheOrderOfTheirNames) {
 }
 
 TEST(LoadSchema, LimitsOfDepthAndLengthAreInclusive) {
-    const Folder folder;
+    const TemporaryFolder folder;
     std::string text = "{\"#attr\": {\"type\": \"object\"}";
     for (int i = 0; i < 128; i++) text += ", \"A\": {\"#attr\": {\"type\": \"object\"}";
     text += ", \"#attr2\": 1";  // wrong in the innermost one, to see that it was reached
     const std::string closing(129, '}');
-    folder.write("a.json", text + closing);
+    put_file(folder / "a.json", text + closing);
     std::string error;
     EXPECT_EQ(load_schema(folder.path(), error), nullptr);
     EXPECT_NE(error.find("\"#attr2\": a reserved name"), error.npos) << error;
     text.resize(text.rfind(','));
-    folder.write("a.json", text + closing);
+    put_file(folder / "a.json", text + closing);
     EXPECT_TRUE(load_schema(folder.path(), error)) << error;
-    folder.write("a.json", "{\"" + std::string(258, 'L') + "\": {\"#attr\": {\"type\": \"int\"}}}");
+    put_file(folder / "a.json", "{\"" + std::string(258, 'L') + "\": {\"#attr\": {\"type\": \"int\"}}}");
     EXPECT_TRUE(load_schema(folder.path(), error)) << error;
 }
 
@@ -184,11 +169,11 @@ TEST(LoadSchema, CountsWhatFilesSay) {
 }
 
 TEST(LoadSchema, TheVersionFollowsTheContent) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const std::string text = R"({"Device": {"#attr": {"type": "object"}, "A": {"#attr": {"type": "int"}}}})";
     std::string error;
     const auto version = [&](const std::string &file) {
-        folder.write("a.json", file);
+        put_file(folder / "a.json", file);
         const auto schema = load_schema(folder.path(), error);
         return std::get<std::string>(find(*schema, {"DataModelVersion"})->default_value);
     };

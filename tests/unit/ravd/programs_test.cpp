@@ -70,10 +70,10 @@ TEST_F(ProgramsTest, HowItEndedIsTold) {
 }
 
 TEST_F(ProgramsTest, WhatTakesTooLongIsKilledWithItsGroup) {
-    script("hang", "sleep inf & echo $! >" + path("pid") + "; sleep inf");
+    script("hang", "sleep inf & echo $! >" + folder / "pid" + "; sleep inf");
     const ProgramOutcome outcome = run("hang", "", 300);
     EXPECT_EQ(outcome.problem, "took longer than 300 ms");
-    const pid_t child = std::stoi(first_line_of(path("pid")));
+    const pid_t child = std::stoi(first_line_of(folder / "pid"));
     EXPECT_TRUE(loop_until([&] { return is_gone(child); }));
 }
 
@@ -118,7 +118,7 @@ TEST_F(ProgramsTest, UnfitProgramsAreNotStarted) {
     write("open", "#!/bin/sh\n", 0777);
     std::filesystem::create_symlink("good", folder / "link");
     std::filesystem::create_directory(folder / "folder");
-    write("broken", "#!/no/such/interpreter\n");
+    write("broken", "#!/no/such/interpreter\n", 0755);
     EXPECT_EQ(told("good"), "good\n");
     EXPECT_EQ(told("nothing"), "No such file or directory");
     EXPECT_EQ(told("plain"), "is not executable");
@@ -131,7 +131,7 @@ TEST_F(ProgramsTest, UnfitProgramsAreNotStarted) {
     EXPECT_EQ(programs->problem_of("good"), "");
     EXPECT_EQ(programs->problem_of("open"), "may be written by others");
     if (geteuid() == 0) {
-        ASSERT_EQ(chown(path("good").c_str(), 1, 1), 0);
+        ASSERT_EQ(chown((folder / "good").c_str(), 1, 1), 0);
         EXPECT_EQ(told("good"), "belongs to another user");
     }
 }
@@ -139,17 +139,17 @@ TEST_F(ProgramsTest, UnfitProgramsAreNotStarted) {
 TEST_F(ProgramsTest, UnfitFoldersAreRefused) {
     std::string error;
     Programs others(base, limits);
-    EXPECT_FALSE(others.open(path("nothing"), "", error));
-    EXPECT_EQ(error, path("nothing") + ": No such file or directory");
+    EXPECT_FALSE(others.open(folder / "nothing", "", error));
+    EXPECT_EQ(error, folder / "nothing" + ": No such file or directory");
     write("file", "");
-    EXPECT_FALSE(others.open(path("file"), "", error));
-    EXPECT_EQ(error, path("file") + ": is no folder");
-    chmod(folder.c_str(), 0775);
-    EXPECT_FALSE(others.open(folder.string(), "", error));
-    EXPECT_EQ(error, folder.string() + ": may be written by others");
+    EXPECT_FALSE(others.open(folder / "file", "", error));
+    EXPECT_EQ(error, folder / "file" + ": is no folder");
+    chmod(folder.path().c_str(), 0775);
+    EXPECT_FALSE(others.open(folder.path(), "", error));
+    EXPECT_EQ(error, folder.path() + ": may be written by others");
     EXPECT_FALSE(others.is_open());
-    chmod(folder.c_str(), 0755);
-    EXPECT_FALSE(others.open(folder.string(), "no such user", error));
+    chmod(folder.path().c_str(), 0755);
+    EXPECT_FALSE(others.open(folder.path(), "no such user", error));
     EXPECT_EQ(error, "no such user: no such user");
 }
 
@@ -159,14 +159,14 @@ TEST_F(ProgramsTest, WithoutAFolderNothingRuns) {
 }
 
 TEST_F(ProgramsTest, AtMostEightRunAndTheRestWaitTheirTurn) {
-    script("count", "echo x >>" + path("begun") + "; until [ -e " + path("go") + " ]; do sleep 0.01; done; cat");
+    script("count", "echo x >>" + folder / "begun" + "; until [ -e " + folder / "go" + " ]; do sleep 0.01; done; cat");
     std::multiset<std::string> outputs;
     for (int i = 0; i < 20; i++) {
         const auto done = [&](const ProgramOutcome &each) { outputs.insert(each.output + each.problem); };
         ASSERT_NE(programs->run("count", std::to_string(i), done), Programs::none);
     }
     const auto begun = [&] {
-        std::ifstream file(path("begun"));
+        std::ifstream file(folder / "begun");
         return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
     };
     EXPECT_TRUE(loop_until([&] { return begun() >= 8; }));
@@ -192,14 +192,14 @@ TEST_F(ProgramsTest, TooManyThatWaitAreRefused) {
 TEST_F(ProgramsTest, WhatIsCancelledIsKilledAndNotTold) {
     limits.at_once = 1;
     open();
-    script("hang", "echo $$ >" + path("pid") + "; exec sleep inf");
+    script("hang", "echo $$ >" + folder / "pid" + "; exec sleep inf");
     script("echo", "cat");
     bool told_one = false;
     const auto done = [&](const ProgramOutcome &) { told_one = true; };
     const Programs::Id first = programs->run("hang", "", done);
     const Programs::Id second = programs->run("hang", "", done);
-    EXPECT_TRUE(loop_until([&] { return !first_line_of(path("pid")).empty(); }));
-    const pid_t pid = std::stoi(first_line_of(path("pid")));
+    EXPECT_TRUE(loop_until([&] { return !first_line_of(folder / "pid").empty(); }));
+    const pid_t pid = std::stoi(first_line_of(folder / "pid"));
     EXPECT_TRUE(programs->contains(pid));
     EXPECT_FALSE(programs->contains(getpid()));
     EXPECT_FALSE(programs->contains(-1));
@@ -213,11 +213,11 @@ TEST_F(ProgramsTest, WhatIsCancelledIsKilledAndNotTold) {
 }
 
 TEST_F(ProgramsTest, NothingRunsOnPastTheirEnd) {
-    script("hang", "sleep inf & echo $! >" + path("pid") + "; wait");
+    script("hang", "sleep inf & echo $! >" + folder / "pid" + "; wait");
     bool told_one = false;
     programs->run("hang", "", [&](const ProgramOutcome &) { told_one = true; });
-    EXPECT_TRUE(loop_until([&] { return !first_line_of(path("pid")).empty(); }));
-    const pid_t child = std::stoi(first_line_of(path("pid")));
+    EXPECT_TRUE(loop_until([&] { return !first_line_of(folder / "pid").empty(); }));
+    const pid_t child = std::stoi(first_line_of(folder / "pid"));
     programs.reset();
     EXPECT_TRUE(loop_until([&] { return is_gone(child); }));
     EXPECT_FALSE(told_one);

@@ -1,12 +1,10 @@
 // The envelope and the table of methods: what a message is answered with, and that the table describes itself.
 #include "ravd/rpc.h"
 
-#include <filesystem>
 #include <fstream>
 #include <set>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "ravd/accounts.h"
 #include "ravd/audit.h"
@@ -23,6 +21,7 @@
 #include "ravd/tokens.h"
 #include "ravd/transfers.h"
 #include "ravd/workers.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/unit/ravd/member.h"
 
 namespace ravd {
@@ -31,11 +30,9 @@ namespace {
 class RpcTest : public testing::Test {
  protected:
     void SetUp() override {
-        char name[] = "/tmp/ravd-rpc-XXXXXX";
-        folder = mkdtemp(name);
         std::ofstream(folder / "model.json") << R"({"#attr": {"type": "object"}})";
         std::string error;
-        model = Model::load(folder.string(), {}, error);
+        model = Model::load(folder.path(), {}, error);
         ASSERT_NE(model, nullptr) << error;
         events = std::make_unique<Events>(sessions, *model, [] {});
         upgrades = std::make_unique<Upgrades>(
@@ -45,7 +42,6 @@ class RpcTest : public testing::Test {
         accounts = std::make_unique<Accounts>(*model, database, lowest_hash_cost);
         saved = std::make_unique<SavedConfiguration>(*model, database);
     }
-    void TearDown() override { std::filesystem::remove_all(folder); }
 
     // The whole reply to a message, and in steps how many turns it took.
     std::string answer(std::string_view message) {
@@ -74,7 +70,7 @@ class RpcTest : public testing::Test {
         return exchange.take_reply();
     }
 
-    std::filesystem::path folder;
+    const TemporaryFolder folder;
     std::unique_ptr<Model> model;
     Sessions sessions{test_uid, 16};
     std::unique_ptr<Events> events;

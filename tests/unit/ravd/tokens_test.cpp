@@ -1,35 +1,26 @@
 // Tokens: their form, what is stored of them, how many there may be, and when they end.
 #include "ravd/tokens.h"
 
-#include <filesystem>
 #include <fstream>
 #include <set>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "ravd/persist/database.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ravd {
 namespace {
 
 class TokensTest : public testing::Test {
  protected:
-    TokensTest() {
-        char name[] = "/tmp/ravd-tokens-XXXXXX";
-        folder = mkdtemp(name);
-        restart();
-    }
-    ~TokensTest() override {
-        database.reset();
-        std::filesystem::remove_all(folder);
-    }
+    TokensTest() { restart(); }
 
     void restart() {
         std::string error;
         database.reset();
         database = std::make_unique<Database>();
-        EXPECT_TRUE(database->open(folder, error)) << error;
+        EXPECT_TRUE(database->open(folder.path(), error)) << error;
     }
     std::string create(uint32_t account) {
         std::string token;
@@ -38,7 +29,7 @@ class TokensTest : public testing::Test {
     }
     std::optional<uint32_t> owner(std::string_view token) { return Tokens(*database).owner(token); }
 
-    std::string folder;
+    const TemporaryFolder folder;
     std::unique_ptr<Database> database;
 };
 
@@ -79,7 +70,7 @@ TEST_F(TokensTest, OnlyTheirHashesAreStored) {
     ASSERT_TRUE(rows.step());
     EXPECT_EQ(rows.text(0).size(), 64U);
     EXPECT_FALSE(owner(rows.text(0))) << "a hash is no token";
-    std::ifstream file(folder + "/ravd.db", std::ios::binary);
+    std::ifstream file(folder / "ravd.db", std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(file), {});
     EXPECT_NE(bytes.find(rows.text(0)), bytes.npos);
     EXPECT_EQ(bytes.find(token), bytes.npos);

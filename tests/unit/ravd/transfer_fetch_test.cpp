@@ -77,7 +77,7 @@ TEST_F(FetchTest, WhatIsNoFile) {
     symlink("file", (folder / "link").c_str());
     mkfifo((folder / "fifo").c_str(), 0600);
     for (const char *name : {"missing", "link", "fifo", ".", "file/x"})
-        EXPECT_EQ(fetch("file://" + (folder / name).string()), 9016) << name;
+        EXPECT_EQ(fetch("file://" + folder / name), 9016) << name;
     for (const char *url : {"file://relative", "file://localhost/etc/hostname", "file:///", "file:///dev/zero"})
         EXPECT_EQ(fetch(url), 9016) << url;
 }

@@ -1,63 +1,29 @@
-// A loop, a folder and a file that is fetched into, for tests of transfers.
+// A file that is fetched into, for tests of transfers.
 #pragma once
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <optional>
 #include <string>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/socket.h>
 
 #include "ravd/descriptor.h"
 #include "ravd/transfer/fetch.h"
+#include "tests/unit/ravd/loop_fixture.h"
 
 namespace ravd {
 
-class TransferTest : public testing::Test {
+class TransferTest : public LoopTest {
  protected:
     TransferTest() {
-        signal(SIGPIPE, SIG_IGN);  // as the daemon does
-        std::string pattern = (std::filesystem::temp_directory_path() / "transfer-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-        chmod(folder.c_str(), 0755);
         peer.uid = geteuid();
         peer.gid = getegid();
-    }
-    ~TransferTest() override {
-        event_base_free(base);
-        std::filesystem::remove_all(folder);
-    }
-
-    std::string write(const std::string &name, const std::string &content) const {
-        std::ofstream(folder / name) << content;
-        return (folder / name).string();
-    }
-    static std::string text_of(const std::filesystem::path &path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    // Runs the loop until condition() holds; false when that takes too long.
-    bool loop_until(const std::function<bool()> &condition) const {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            const timeval soon = {0, 10'000};
-            event_base_loopexit(base, &soon);
-            event_base_dispatch(base);
-        }
-        return true;
     }
 
     // The code of the fault of a fetch, 0 for none; detail and fetched are set.
     int fetch(const std::string &url, const std::string &md5 = "", std::optional<uint64_t> size = std::nullopt) {
-        const std::string target = (folder / "fetched").string();
+        const std::string target = folder / "fetched";
         const Descriptor file(open(target.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
         std::optional<Fault> outcome;
         Fetch fetch(base, limits, {url, md5, size, most, peer}, file.get(), [&](const Fault &fault) {
@@ -66,13 +32,11 @@ class TransferTest : public testing::Test {
         });
         EXPECT_FALSE(outcome) << "not from within";
         EXPECT_TRUE(loop_until([&] { return outcome.has_value(); }));
-        fetched = text_of(target);
+        fetched = file_text(target);
         detail = outcome ? outcome->detail : "";
         return outcome ? outcome->code : -1;
     }
 
-    std::filesystem::path folder;
-    event_base *base = event_base_new();
     ClientLimits limits;
     uint64_t most = 1 << 20;
     Peer peer;

@@ -19,6 +19,7 @@ class TemporaryFolder {
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
 
+    const std::string &path() const { return path_; }
     std::string operator/(const std::string &name) const { return path_ + "/" + name; }
     size_t entries() const {
         const std::filesystem::directory_iterator begin(path_);
