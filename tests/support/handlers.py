@@ -2,6 +2,13 @@
 
 import json
 
+import pytest
+from daemon import wait_for
+
+# Commands of handlers: one leaves its process's number, for House.pid(); the other waits for House.let_go().
+LEAVE_PID = "echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; "
+AWAIT_GO = "until [ -e $LEFT/go ]; do sleep 0.02; done; "
+
 
 def node(kind="object", handlers=None, **attributes):
     """A schema node. handlers: {action number: program}; further nodes are members that begin with a capital or "#"."""
@@ -43,8 +50,41 @@ class House:
         file = self.left / name
         return [json.loads(line) for line in file.read_text().splitlines()] if file.exists() else []
 
-    def options(self, *more):
-        return ["--handlers", self.handlers, *more]
+    def pid(self):
+        """What a handler has left by LEAVE_PID, once it has."""
+        wait_for((self.left / "pid").exists, "the handler")
+        return int((self.left / "pid").read_text())
+
+    def let_go(self):
+        (self.left / "go").touch()
+
+    def start(self, start_ravd, *options, **places):
+        """The daemon, by the fixture start_ravd."""
+        return start_ravd("--handlers", self.handlers, *options, schema=self.schema, **places)
+
+
+@pytest.fixture
+def daemon(house, start_ravd):
+    """The daemon of the fixture house, which each file of tests has its own of."""
+    return house.start(start_ravd)
+
+
+@pytest.fixture
+def client(daemon):
+    with daemon.connect() as client:
+        yield client
+
+
+def inside(socket):
+    """The head of a handler in Python: call(method, **params) asks the daemon itself, at its socket."""
+    return f"""import json, socket
+def call(method, **params):
+    s = socket.socket(socket.AF_UNIX)
+    s.connect({str(socket)!r})
+    request = {{"jsonrpc": "2.0", "id": 1, "method": method, "params": params}}
+    s.sendall(json.dumps(request).encode() + b"\\n")
+    return json.loads(s.makefile().readline())
+"""
 
 
 def read(client, *names):

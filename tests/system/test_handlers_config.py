@@ -2,7 +2,8 @@
 
 import pytest
 from daemon import wait_for
-from handlers import House, node, parameter, read, table, write
+from handlers import client, daemon  # noqa: F401  (fixtures)
+from handlers import AWAIT_GO, House, node, parameter, read, table, write
 
 
 def method(**arguments):
@@ -27,12 +28,6 @@ def house(tmp_path):
     house.script("changes", CHANGES)
     house.seen = 0
     return house
-
-
-@pytest.fixture
-def client(start_ravd, house):
-    with start_ravd(*house.options(), schema=house.schema).connect() as client:
-        yield client
 
 
 def execute(client, name, **arguments):
@@ -117,7 +112,7 @@ def test_a_checkpoint_that_is_refused_is_lost(client, house):
     assert client.result("SaveConfig") == {}
 
 
-WAITS = "cat >>$LEFT/asked; while [ ! -e $LEFT/go ]; do sleep 0.02; done"
+WAITS = "cat >>$LEFT/asked; " + AWAIT_GO
 
 
 def test_nothing_unconfirmed_is_saved_while_a_checkpoint_comes_back(client, house):
@@ -128,7 +123,7 @@ def test_nothing_unconfirmed_is_saved_while_a_checkpoint_comes_back(client, hous
     wait_for(lambda: asked(house) != [], "the checkpoint")
     for reply in (client.call("SaveConfig"), execute(client, "Confirm"), execute(client, "Checkpoint", Timeout=1)):
         assert reply["error"]["code"] == 9001
-    (house.left / "go").write_text("")
+    house.let_go()
     wait_for(lambda: read(client, "Device.Host") == {"Device.Host": "home"}, "the end of it")
     assert client.result("SaveConfig") == {}
 
@@ -141,7 +136,7 @@ def test_a_reset_forgets_a_checkpoint_that_comes_back(client, house):
     house.script("changes", WAITS)
     wait_for(lambda: asked(house) == [("set", "Device.Host", "villa")], "the checkpoint")
     assert client.result("FactoryReset") == {}
-    (house.left / "go").write_text("")
+    house.let_go()
     wait_for(lambda: asked(house) == [("set", "Device.Host", "home")], "its undoing")
     assert read(client, "Device.Host", "Device.Plain") == {"Device.Host": "home", "Device.Plain": ""}
 
@@ -160,13 +155,12 @@ def test_a_program_of_the_devices_maker_comes_first(client, house):
                                     {"action": "factory-reset", "cleanAll": False}]
 
 
-def test_a_client_that_goes_stops_no_reset(start_ravd, house):
-    house.script("factory-reset", "cat >/dev/null; while [ ! -e $LEFT/go ]; do sleep 0.02; done")
-    daemon = start_ravd(*house.options(), schema=house.schema)
+def test_a_client_that_goes_stops_no_reset(house, daemon):
+    house.script("factory-reset", "cat >/dev/null; " + AWAIT_GO)
     with daemon.connect() as other, daemon.connect() as going:
         furnish(other, house)
         going.send({"jsonrpc": "2.0", "id": 1, "method": "FactoryReset"})
         assert read(other, "Device.Host") == {"Device.Host": "shed"}
         going.close()
-        (house.left / "go").write_text("")
+        house.let_go()
         wait_for(lambda: read(other, "Device.Host") == {"Device.Host": "home"}, "the reset")

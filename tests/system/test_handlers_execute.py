@@ -1,8 +1,11 @@
 """Methods that handlers carry out."""
 
+import os
+
 import pytest
 from daemon import wait_for
-from handlers import House, node, parameter, read, table
+from handlers import client, daemon  # noqa: F401  (fixtures)
+from handlers import LEAVE_PID, House, node, parameter, read, table
 
 EXECUTE = 4
 
@@ -14,17 +17,6 @@ def house(tmp_path):
     inputs = node(A=parameter("int", mandatory=True), B=parameter("int", default=2), Key=parameter("secret"))
     method = {**node("method", {EXECUTE: "add"}), "#input": inputs, "#output": outputs}
     return House(tmp_path, Plain=parameter(default="plain"), Add=method, Rows=table(Do=node("method", {EXECUTE: "do"})))
-
-
-@pytest.fixture
-def daemon(house, start_ravd):
-    return start_ravd(*house.options(), schema=house.schema)
-
-
-@pytest.fixture
-def client(daemon):
-    with daemon.connect() as client:
-        yield client
 
 
 def params(path, **arguments):
@@ -86,20 +78,17 @@ def test_refusals(house, client, daemon):
 
 
 def test_others_are_served_and_it_dies_with_its_client(house, daemon):
-    house.script("add", "echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; exec sleep inf")
+    house.script("add", LEAVE_PID + "exec sleep inf")
     with daemon.connect() as client, daemon.connect() as other:
         client.request("Execute", params("Device.Add", A=1))
-        wait_for((house.left / "pid").exists, "the handler")
+        pid = house.pid()
         assert read(other, "Device.Plain") == {"Device.Plain": "plain"}
-    pid = (house.left / "pid").read_text().strip()
-    status = house.left.parent / "proc"
-    status.symlink_to(f"/proc/{pid}")
-    wait_for(lambda: not status.exists(), "its end")
+    wait_for(lambda: not os.path.exists(f"/proc/{pid}"), "its end")
 
 
 def test_it_comes_before_what_the_daemon_itself_does(tmp_path, start_ravd):
     ping = {**node("method", {EXECUTE: "ping"}), "#output": node(SuccessCount=parameter("unsignedInt"))}
     house = House(tmp_path / "other", IP=node(Diagnostics=node(IPPing=ping)))
     house.script("ping", """echo '{"outputs": {"SuccessCount": 77}}'""")
-    with start_ravd(*house.options(), schema=house.schema).connect() as client:
+    with house.start(start_ravd).connect() as client:
         assert execute(client, "Device.IP.Diagnostics.IPPing") == {"SuccessCount": 77}

@@ -5,7 +5,7 @@ import signal
 
 import pytest
 from daemon import wait_for
-from handlers import House, node, parameter, read
+from handlers import LEAVE_PID, House, node, parameter, read
 
 EXECUTE = 4
 
@@ -20,7 +20,7 @@ def house(tmp_path):
 
 @pytest.fixture
 def daemon(house, start_ravd):
-    return start_ravd(*house.options("--limit", "program-ms=2000"), schema=house.schema)
+    return house.start(start_ravd, "--limit", "program-ms=2000")
 
 
 @pytest.fixture
@@ -43,13 +43,11 @@ def execute(daemon):
     "exec sleep inf <&- >&- 2>&-",
 ], ids=["closed_output", "deaf_to_signals", "stopped", "closed_everything"])
 def test_who_hangs_is_killed_in_time(house, execute, daemon, commands):
-    house.script("do", "echo $$ >$LEFT/pid; " + commands)
+    house.script("do", LEAVE_PID + commands)
     assert execute() == 9002
     assert "do, for Device.Do.: took longer than 2000 ms" in daemon.log()
-    pid = (house.left / "pid").read_text().strip()
-    link = house.left / "process"
-    link.symlink_to(f"/proc/{pid}")
-    wait_for(lambda: not link.exists(), "its end")
+    pid = house.pid()
+    wait_for(lambda: not os.path.exists(f"/proc/{pid}"), "its end")
 
 
 @pytest.mark.parametrize("output, outputs", [
@@ -102,9 +100,9 @@ def test_a_large_input_need_not_be_read(house, execute, commands):
 
 
 def test_what_leaves_the_group_with_the_output_open_is_not_waited_for(house, execute):
-    house.script("do", "setsid sh -c 'echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; exec sleep 60' & "
+    house.script("do", f"setsid sh -c '{LEAVE_PID}exec sleep 60' & "
                        "until [ -e $LEFT/pid ]; do sleep 0.01; done; echo '{\"outputs\": {\"Number\": 1}}'")
     try:
         assert execute() == {"Number": 1}
     finally:
-        os.kill(int((house.left / "pid").read_text()), signal.SIGKILL)
+        os.kill(house.pid(), signal.SIGKILL)

@@ -4,7 +4,8 @@ import os
 
 import pytest
 from daemon import wait_for
-from handlers import House, node, parameter, read, table
+from handlers import client, daemon  # noqa: F401  (fixtures)
+from handlers import AWAIT_GO, LEAVE_PID, House, inside, node, parameter, read, table
 
 GET = 0
 
@@ -23,17 +24,6 @@ def house(tmp_path):
                    Sub=node(Own=parameter("int", {GET: "one"}))),
         Hidden=parameter("int", {GET: "hidden"}, perms="rw----"),
     )
-
-
-@pytest.fixture
-def client(house, start_ravd):
-    with start_ravd(*house.options(), schema=house.schema).connect() as client:
-        yield client
-
-
-@pytest.fixture
-def ravd_log(client, tmp_path):
-    return lambda: (tmp_path / "ravd0" / "log").read_text()
 
 
 def begin(client, *names):
@@ -119,12 +109,12 @@ def test_nobody_is_asked_for_nothing(house, client):
     ('{"value": 42} trailing', "its answer is no JSON"),
     ('{"value": 1, "value": 2}', "its answer is no JSON"),
 ])
-def test_answers_that_are_none(house, client, ravd_log, answer, wrong):
+def test_answers_that_are_none(house, client, daemon, answer, wrong):
     house.script("one", f"cat >/dev/null; cat <<'END'\n{answer}\nEND")
     reply = client.call("GetParameterValues", {"ParameterNames": ["Device.One"]})
     assert reply["error"]["code"] == 9002
     assert reply["error"]["data"]["Data"] == {"Device.One": "9002 Internal error"}
-    assert f"<4>one, for Device.One: {wrong}" in ravd_log()
+    assert f"<4>one, for Device.One: {wrong}" in daemon.log()
     assert "Device.One" not in read(client, "Device."), "in a whole it is left out"
     assert client.result("GetConfig", {"Path": "Device.One"})["Config"]["Device"] == {}
 
@@ -142,14 +132,14 @@ def test_control_characters_are_stripped(house, client):
     assert code(client, "Device.Text") == 9002
 
 
-def test_of_an_object_only_the_wrong_values_are_missing(house, client, ravd_log):
+def test_of_an_object_only_the_wrong_values_are_missing(house, client, daemon):
     house.script("one", "exit 1")
     house.script("group", """echo '{"values": {"A": 1, "B": 2, "Own": 3, "Key": "k", "Other": 4, "Sub.9.Name": "x"}}'""")
     assert read(client, "Device.Group.") == {"Device.Group.B": 2, "Device.Group.Key": ""}
     for text in ("'A': the value is no string", "'Own' is not its to tell", "'Key' is not its to tell",
                  "'Other' is not its to tell"):
-        assert text in ravd_log()
-    assert "one, for Device.Group.Own: ended with the status 1" in ravd_log()
+        assert text in daemon.log()
+    assert "one, for Device.Group.Own: ended with the status 1" in daemon.log()
     assert code(client, "Device.Group.A") == 9002
 
 
@@ -162,23 +152,23 @@ def test_refusals_have_the_code_of_the_handler(house, client):
     assert code(client, "Device.One") == 9002
 
 
-def test_programs_that_are_missing_or_unfit(house, client, ravd_log):
+def test_programs_that_are_missing_or_unfit(house, client, daemon):
     assert code(client, "Device.One") == 9002
     house.script("one", "echo '{\"value\": 1}'")
     (house.handlers / "one").chmod(0o777)
     assert code(client, "Device.One") == 9002
-    assert "<4>one, for Device.One: No such file or directory\n" in ravd_log()
-    assert "<4>one, for Device.One: may be written by others\n" in ravd_log()
+    assert "<4>one, for Device.One: No such file or directory\n" in daemon.log()
+    assert "<4>one, for Device.One: may be written by others\n" in daemon.log()
     (house.handlers / "one").chmod(0o755)
     assert read(client, "Device.One") == {"Device.One": 1}
 
 
 def test_one_that_hangs_holds_up_nobody_else(house, start_ravd):
-    house.script("one", "echo $$ >$LEFT/pid; exec sleep inf")
-    daemon = start_ravd(*house.options("--limit", "program-ms=2000"), schema=house.schema)
+    house.script("one", LEAVE_PID + "exec sleep inf")
+    daemon = house.start(start_ravd, "--limit", "program-ms=2000")
     with daemon.connect() as waiting, daemon.connect() as other:
         wanted = begin(waiting, "Device.")
-        wait_for((house.left / "pid").exists, "the handler")
+        house.pid()
         for _ in range(100):
             assert read(other, "Device.Plain") == {"Device.Plain": "plain"}
         values = [each["Name"] for each in waiting.reply(wanted)["result"]["ParameterList"]]
@@ -186,13 +176,13 @@ def test_one_that_hangs_holds_up_nobody_else(house, start_ravd):
         assert "one, for Device.One: took longer than 2000 ms" in daemon.log()
 
 
-def test_floods_are_ended(house, client, ravd_log):
+def test_floods_are_ended(house, client, daemon):
     house.script("one", "exec yes")
     assert code(client, "Device.One") == 9002
-    assert "one, for Device.One: wrote more than 65536 bytes" in ravd_log()
+    assert "one, for Device.One: wrote more than 65536 bytes" in daemon.log()
     house.script("one", "yes >&2; echo '{\"value\": 1}'")
     assert read(client, "Device.One") == {"Device.One": 1}
-    assert ravd_log().count("\n") < 300
+    assert daemon.log().count("\n") < 300
 
 
 def is_alive(pid):
@@ -201,22 +191,20 @@ def is_alive(pid):
 
 def test_it_dies_with_its_client(house, start_ravd):
     house.script("one", "sleep inf & echo $! >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; wait")
-    daemon = start_ravd(*house.options(), schema=house.schema)
+    daemon = house.start(start_ravd)
     with daemon.connect() as client:
         begin(client, "Device.One")
-        wait_for((house.left / "pid").exists, "the handler")
-    pid = int((house.left / "pid").read_text())
+        pid = house.pid()
     wait_for(lambda: not is_alive(pid), "its end")
 
 
 def test_it_dies_with_the_daemon(house, start_ravd):
-    house.script("one", "echo $$ >$LEFT/pid.new; mv $LEFT/pid.new $LEFT/pid; exec sleep inf")
+    house.script("one", LEAVE_PID + "exec sleep inf")
     for end in ("terminate", "kill"):
-        daemon = start_ravd(*house.options(), schema=house.schema)
+        daemon = house.start(start_ravd)
         with daemon.connect() as client:
             begin(client, "Device.One")
-            wait_for((house.left / "pid").exists, "the handler")
-            pid = int((house.left / "pid").read_text())
+            pid = house.pid()
             getattr(daemon.process, end)()
             daemon.process.wait()
         wait_for(lambda pid=pid: not is_alive(pid), "its end")
@@ -224,31 +212,29 @@ def test_it_dies_with_the_daemon(house, start_ravd):
 
 
 def test_twenty_at_once(house, start_ravd):
-    house.script("one", "cat >/dev/null; echo x >>$LEFT/begun; until [ -e $LEFT/go ]; do sleep 0.02; done; "
-                        "echo '{\"value\": 1}'")
-    daemon = start_ravd(*house.options(), schema=house.schema)
+    house.script("one", "cat >/dev/null; echo x >>$LEFT/begun; " + AWAIT_GO + "echo '{\"value\": 1}'")
+    daemon = house.start(start_ravd)
     clients = [daemon.connect() for _ in range(20)]
     for client in clients:
         begin(client, "Device.One")
     wait_for(lambda: (house.left / "begun").exists() and (house.left / "begun").read_text().count("x") == 8, "eight")
     with daemon.connect() as other:
         assert read(other, "Device.Plain") == {"Device.Plain": "plain"}
-    (house.left / "go").touch()
+    house.let_go()
     for client in clients:
         assert client.message()["result"]["ParameterList"] == [{"Name": "Device.One", "Value": 1}]
         client.close()
 
 
 def test_too_many_that_wait_are_refused(house, start_ravd):
-    house.script("one", "until [ -e $LEFT/go ]; do sleep 0.02; done; echo '{\"value\": 1}'")
-    options = house.options("--limit", "programs=1", "--limit", "programs-waiting=1")
-    daemon = start_ravd(*options, schema=house.schema)
+    house.script("one", AWAIT_GO + "echo '{\"value\": 1}'")
+    daemon = house.start(start_ravd, "--limit", "programs=1", "--limit", "programs-waiting=1")
     clients = [daemon.connect() for _ in range(4)]
     for client in clients:
         begin(client, "Device.One")
     with daemon.connect() as other:
         assert read(other, "Device.Plain") == {"Device.Plain": "plain"}
-    (house.left / "go").touch()
+    house.let_go()
     replies = [client.message() for client in clients]
     codes = [reply["error"]["code"] if "error" in reply else 0 for reply in replies]
     assert 9004 in codes and 0 in codes and set(codes) == {0, 9004}
@@ -258,19 +244,15 @@ def test_too_many_that_wait_are_refused(house, start_ravd):
 
 def test_requests_from_inside_start_no_other_one(house, start_ravd, tmp_path):
     socket = tmp_path / "inside.sock"
-    house.script("one", f"""import json, socket
+    house.script("one", inside(socket) + """
 def ask(*names):
-    s = socket.socket(socket.AF_UNIX)
-    s.connect({str(socket)!r})
-    request = {{"jsonrpc": "2.0", "id": 1, "method": "GetParameterValues", "params": {{"ParameterNames": names}}}}
-    s.sendall(json.dumps(request).encode() + b"\\n")
-    return json.loads(s.makefile().readline())
+    return call("GetParameterValues", ParameterNames=names)
 assert ask("Device.Plain")["result"]["ParameterList"][0]["Value"] == "plain"
 error = ask("Device.One")["error"]
 assert error["data"]["Detail"] == "a handler can't call a handler"
-print(json.dumps({{"value": error["code"] - 9000}}))
+print(json.dumps({"value": error["code"] - 9000}))
 """, "/usr/bin/python3")
-    with start_ravd(*house.options(), schema=house.schema, socket=socket).connect() as client:
+    with house.start(start_ravd, socket=socket).connect() as client:
         assert read(client, "Device.One") == {"Device.One": 1}
 
 
@@ -286,7 +268,7 @@ def test_a_batch_waits_in_its_order(house, client):
 def test_who_may_not_read_does_not_ask(house, start_ravd):
     house.script("one", "echo '{\"value\": 1}'")
     house.script("hidden", "cat >>$LEFT/hidden; echo '{\"value\": 2}'")
-    daemon = start_ravd(*house.options("--listen", "tcp://127.0.0.1:0"), schema=house.schema)
+    daemon = house.start(start_ravd, "--listen", "tcp://127.0.0.1:0")
     with daemon.connect_tcp() as guest, daemon.connect() as admin:
         values = read(guest, "Device.")
         assert values["Device.One"] == 1 and "Device.Hidden" not in values
@@ -305,7 +287,7 @@ def test_without_a_folder_the_start_warns_and_values_can_not_be_had(house, start
 
 def test_missing_programs_are_told_at_the_start(house, start_ravd):
     house.script("one", "")
-    daemon = start_ravd(*house.options(), schema=house.schema)
+    daemon = house.start(start_ravd)
     assert "<4>handler row: No such file or directory\n" in daemon.log()
     assert "handler one" not in daemon.log()
 

@@ -2,7 +2,8 @@
 
 import pytest
 from daemon import wait_for
-from handlers import House, node, parameter, read, table, write
+from handlers import client, daemon  # noqa: F401  (fixtures)
+from handlers import AWAIT_GO, House, inside, node, parameter, read, table, write
 
 SET, ADD, DELETE, REDRAW = 1, 2, 3, 5
 
@@ -30,17 +31,6 @@ def house(tmp_path):
         house.script(name, f"""cat >>$LEFT/all.new; tail -n 1 $LEFT/all.new >>$LEFT/{name}
             if [ -e $LEFT/refuse-{name} ]; then cat $LEFT/refuse-{name}; fi""")
     return house
-
-
-@pytest.fixture
-def daemon(house, start_ravd):
-    return start_ravd(*house.options(), schema=house.schema)
-
-
-@pytest.fixture
-def client(daemon):
-    with daemon.connect() as client:
-        yield client
 
 
 def refuse(house, name, text='{"error": {"code": 9004, "message": "not \\u001b now"}}'):
@@ -149,7 +139,7 @@ def test_refused_instances(house, client):
 
 
 def test_changes_wait_for_each_other_and_nobody_else_does(house, daemon):
-    house.script("one", "cat >>$LEFT/one; until [ -e $LEFT/go ]; do sleep 0.02; done")
+    house.script("one", "cat >>$LEFT/one; " + AWAIT_GO)
     clients = [daemon.connect() for _ in range(3)]
     wanted = [client.request("SetParameterValues", {"ParameterList": [{"Name": "Device.One", "Value": 10 + i}]})
               for i, client in enumerate(clients)]
@@ -157,7 +147,7 @@ def test_changes_wait_for_each_other_and_nobody_else_does(house, daemon):
     with daemon.connect() as other:
         assert write(other, Plain="y")["result"] == {"Status": 0}
         assert read(other, "Device.One", "Device.Plain") == {"Device.One": 1, "Device.Plain": "y"}
-        (house.left / "go").touch()
+        house.let_go()
         for client, number in zip(clients, wanted):
             assert client.reply(number)["result"] == {"Status": 0}
         asked = [(each["old"], each["value"]) for each in house.asked("one")]
@@ -169,13 +159,13 @@ def test_changes_wait_for_each_other_and_nobody_else_does(house, daemon):
 
 
 def test_a_client_that_goes_leaves_nothing_behind(house, daemon):
-    house.script("one", "cat >>$LEFT/one; until [ -e $LEFT/go ]; do sleep 0.02; done")
+    house.script("one", "cat >>$LEFT/one; " + AWAIT_GO)
     with daemon.connect() as client:
         client.request("SetParameterValues", {"ParameterList": [{"Name": "Device.One", "Value": 10}]})
         wait_for((house.left / "one").exists, "the handler")
     with daemon.connect() as other:
         assert other.ping()
-        (house.left / "go").touch()
+        house.let_go()
         wait_for(lambda: len(house.asked("one")) == 2, "the handler that undoes")
         assert short(house.asked("one")[1]) == {"action": "set", "path": "Device.One", "value": 1, "old": 10,
                                                 "undo": True}
@@ -184,14 +174,14 @@ def test_a_client_that_goes_leaves_nothing_behind(house, daemon):
 
 
 def test_what_can_not_be_made_any_more_is_undone(house, daemon):
-    house.script("one", "cat >>$LEFT/one; until [ -e $LEFT/go ]; do sleep 0.02; done")
+    house.script("one", "cat >>$LEFT/one; " + AWAIT_GO)
     with daemon.connect() as client, daemon.connect() as other:
         other.result("AddObject", {"ObjectName": "Device.Loose."})
         pairs = [{"Name": "Device.One", "Value": 10}, {"Name": "Device.Loose.1.Name", "Value": "x"}]
         wanted = client.request("SetParameterValues", {"ParameterList": pairs})
         wait_for((house.left / "one").exists, "the handler")
         other.result("DeleteObject", {"ObjectName": "Device.Loose.1."})
-        (house.left / "go").touch()
+        house.let_go()
         error = client.reply(wanted)["error"]
         assert error["data"]["Data"] == {"Device.Loose.1.Name": "9005 Invalid parameter name"}
         assert [each["value"] for each in house.asked("one")] == [10, 1]
@@ -199,7 +189,7 @@ def test_what_can_not_be_made_any_more_is_undone(house, daemon):
 
 
 def test_one_that_hangs_is_ended_and_undone(house, start_ravd):
-    daemon = start_ravd(*house.options("--limit", "program-ms=300"), schema=house.schema)
+    daemon = house.start(start_ravd, "--limit", "program-ms=300")
     house.script("one", "cat >>$LEFT/one; [ $(wc -l <$LEFT/one) -gt 1 ] || exec sleep inf")
     with daemon.connect() as client:
         assert write(client, One=5)["error"]["code"] == 9003
@@ -225,8 +215,8 @@ def test_redrawing_comes_after_the_change_once_for_all(house, client):
 
 def test_no_redrawing_is_left_out(house, start_ravd):
     house.script("seen", "cat >>$LEFT/seen")
-    options = house.options("--limit", "programs=2", "--limit", "programs-waiting=1")
-    with start_ravd(*options, schema=house.schema).connect() as client:
+    options = ["--limit", "programs=2", "--limit", "programs-waiting=1"]
+    with house.start(start_ravd, *options).connect() as client:
         numbers = [client.result("AddObject", {"ObjectName": "Device.Drawn."})["InstanceNumber"] for _ in range(10)]
         pairs = [{"Name": f"Device.Drawn.{number}.Name", "Value": "x"} for number in numbers]
         client.result("SetParameterValues", {"ParameterList": pairs})
@@ -235,12 +225,12 @@ def test_no_redrawing_is_left_out(house, start_ravd):
 
 
 def test_what_changes_while_it_is_redrawn_is_redrawn_again(house, client):
-    house.script("seen", "cat >>$LEFT/seen; until [ -e $LEFT/go ]; do sleep 0.02; done")
+    house.script("seen", "cat >>$LEFT/seen; " + AWAIT_GO)
     write(client, Seen=1)
     wait_for(lambda: house.asked("seen"), "the handler")
     write(client, Seen=2)
     write(client, Seen=3)
-    (house.left / "go").touch()
+    house.let_go()
     wait_for(lambda: len(house.asked("seen")) == 2, "once more")
     write(client, Radio__Ssid="last")
     wait_for(lambda: len(house.asked("seen")) == 3, "the handler")
@@ -249,19 +239,14 @@ def test_what_changes_while_it_is_redrawn_is_redrawn_again(house, client):
 
 def test_changes_from_inside_start_no_handler(house, start_ravd, tmp_path):
     socket = tmp_path / "inside.sock"
-    house.script("one", f"""import json, socket
+    house.script("one", inside(socket) + """
 def set_one(name, value):
-    s = socket.socket(socket.AF_UNIX)
-    s.connect({str(socket)!r})
-    params = {{"ParameterList": [{{"Name": name, "Value": value}}]}}
-    request = {{"jsonrpc": "2.0", "id": 1, "method": "SetParameterValues", "params": params}}
-    s.sendall(json.dumps(request).encode() + b"\\n")
-    return json.loads(s.makefile().readline())
+    return call("SetParameterValues", ParameterList=[{"Name": name, "Value": value}])
 assert "result" in set_one("Device.Plain", "from inside")
 assert "result" in set_one("Device.Seen", 9)
 assert set_one("Device.One", 4)["error"]["code"] == 9001
 """, "/usr/bin/python3")
-    with start_ravd(*house.options(), schema=house.schema, socket=socket).connect() as client:
+    with house.start(start_ravd, socket=socket).connect() as client:
         assert write(client, One=5)["result"] == {"Status": 0}
         assert read(client, "Device.Plain", "Device.One", "Device.Seen") == {
             "Device.Plain": "from inside", "Device.One": 5, "Device.Seen": 9}
