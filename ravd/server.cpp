@@ -22,7 +22,6 @@ namespace ravd {
 
 namespace {
 
-constexpr int end_signals[] = {SIGTERM, SIGINT};
 constexpr size_t worker_threads = 2;
 constexpr size_t worker_queue = 1000;
 constexpr std::chrono::seconds boot_is_news(60);  // clients come back at their own pace
@@ -41,15 +40,6 @@ event_base *new_base() {
         abort();
     }
     return base;
-}
-
-// They are kept from the end of one server to the beginning of the next one, across the exec: none kills the process
-// while nobody handles it.
-void mask_end_signals(int how) {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int number : end_signals) sigaddset(&set, number);
-    sigprocmask(how, &set, nullptr);
 }
 
 LoginRules login_rules(const Options &options, const Accounts &accounts) {
@@ -85,6 +75,7 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
     : options_(options),
       model_(model),
       base_(new_base()),
+      end_signals_(std::make_unique<EndSignals>(base_, [this] { stop(); })),
       admission_(options.limits, connection_limit(options.limits)),
       sessions_(geteuid(), options.limits.groups),
       events_(sessions_, model, [this] { wake(); }),
@@ -121,13 +112,6 @@ Server::Server(const Options &options, Model &model, Database &database, SavedCo
     accounts.listen([this](const AccountChange &change) { sessions_.follow(change); });
     turn_ = event_new(
         base_, -1, 0, [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->turn(); }, this);
-    for (size_t n = 0; n < std::size(end_signals); ++n) {
-        signals_[n] = evsignal_new(
-            base_, end_signals[n], [](evutil_socket_t, short, void *self) { static_cast<Server *>(self)->stop(); },
-            this);
-        event_add(signals_[n], nullptr);
-    }
-    mask_end_signals(SIG_UNBLOCK);
     signal(SIGPIPE, SIG_IGN);
     model_.set_listener(&events_);
     model_.set_recorder(&audit_);
@@ -140,7 +124,7 @@ Server::~Server() {
     connections_.clear();
     retired_.clear();
     if (socket_file_.st_ino != 0 && is_same_file(options_.socket, socket_file_)) unlink(options_.socket.c_str());
-    for (event *each : signals_) event_free(each);
+    end_signals_.reset();
     event_free(turn_);
     upgrades_.reset();
     changes_.reset();
@@ -168,7 +152,7 @@ bool Server::open(Handover &kept, std::string &error) {
     for (size_t index = 0; index < options_.listen.size(); ++index) {
         if (!open_tcp(index, kept, error)) return false;
     }
-    return open_local(std::exchange(kept.local, -1), error);
+    return open_local(std::exchange(kept.local, -1), error) && end_signals_->open(error);
 }
 
 // Handlers that can't be used fail only where they are needed: the rest of the device can be managed.
@@ -249,10 +233,7 @@ bool Server::run() {
     events_.announce(system_group, boot, boot_is_news);
     log_info("ready");
     event_base_dispatch(base_);
-    if (!stopped_ && restart_->is_due()) {
-        mask_end_signals(SIG_BLOCK);
-        return true;
-    }
+    if (!stopped_ && restart_->is_due()) return true;
     log_info("ending");
     return false;
 }

@@ -12,6 +12,7 @@
 #include "ravd/audit.h"
 #include "ravd/checkpoint.h"
 #include "ravd/connection.h"
+#include "ravd/end_signals.h"
 #include "ravd/events.h"
 #include "ravd/firmware/upgrade.h"
 #include "ravd/handlers/changes.h"
@@ -39,8 +40,7 @@ class Server : private ConnectionHost {
     // Opens every socket, but for those that the daemon has left that ran before: they are taken out of kept. Returns
     // false and sets error when one can't be had.
     bool open(Handover &kept, std::string &error);
-    // Serves until SIGTERM or SIGINT, or until a restart was asked for: then it returns true, with these signals
-    // blocked until the next server handles them.
+    // Serves until SIGTERM or SIGINT, or until a restart was asked for: then it returns true.
     bool run();
     // Gives the listening sockets away; nothing is accepted any more.
     void release(Handover &kept);
@@ -68,7 +68,7 @@ class Server : private ConnectionHost {
     Model &model_;
     event_base *base_;
     event *turn_;
-    event *signals_[2];
+    std::unique_ptr<EndSignals> end_signals_;
     TlsContext tls_;
     Admission admission_;
     Sessions sessions_;

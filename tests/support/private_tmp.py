@@ -61,7 +61,8 @@ def private_tmp(folder, *keep):
     with open("/tmp/.ravc.test.lock", "w", encoding="ascii") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         real = PrivateTmp(pathlib.Path("/tmp"), [])
-        asides = {real.folder / name: real.folder / f".ravc.test{name}.{os.getpid()}" for name in HISTORIES}
+        asides = {real.folder / name: real.folder / f".ravc.test.aside.{os.getpid()}.{n}"
+                  for n, name in enumerate(HISTORIES)}
         for history, aside in asides.items():
             with contextlib.suppress(FileNotFoundError):
                 history.rename(aside)

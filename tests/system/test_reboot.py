@@ -4,6 +4,7 @@ import os
 import signal
 import socket
 import subprocess
+import time
 
 from daemon import RAVD, wait_for
 from rpc import Closed, Rpc
@@ -215,10 +216,12 @@ def test_a_forged_mark_is_not_believed(start_ravd, monkeypatch):
 
 
 def test_it_ends_well_while_it_restarts(start_ravd):
-    for n in range(20):
+    for n in range(60):
         daemon = start_ravd()
         with daemon.connect() as client:
             assert client.result("Reboot") == {}
             if n % 2:
                 assert client.ended()
+            else:
+                time.sleep(0.008 + n / 10000)  # its loop ends at one of these moments
         daemon.stop()
