@@ -12,6 +12,11 @@ class Closed(Exception):
     """The daemon has ended the connection."""
 
 
+def execute_params(path, /, **arguments):
+    """The params of Execute."""
+    return {"Path": path, "ParameterList": [{"Name": name, "Value": value} for name, value in arguments.items()]}
+
+
 class Rpc:
     def __init__(self, sock):
         self.sock = sock
@@ -108,6 +113,10 @@ class Rpc:
         reply = self.call(method, params)
         assert "error" in reply, reply
         return reply["error"]["code"]
+
+    def execute(self, path, /, **arguments):
+        """The reply to Execute, whole."""
+        return self.call("Execute", execute_params(path, **arguments))
 
     def ping(self):
         """Whether the connection is served: one request and its reply."""

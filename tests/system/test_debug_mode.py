@@ -9,8 +9,7 @@ PATH = "Device.System.Debug"
 
 def switch(client, mode, password=None):
     """0, or the code of the error."""
-    pairs = [{"Name": "Mode", "Value": mode}, {"Name": "UserPassword", "Value": password}]
-    reply = client.call("Execute", {"Path": PATH, "ParameterList": pairs})
+    reply = client.execute(PATH, Mode=mode, UserPassword=password)
     return reply["error"]["code"] if "error" in reply else 0
 
 

@@ -7,26 +7,22 @@ import time
 import pytest
 from daemon import wait_for
 from name_server import NameServer
+from rpc import execute_params
 
 PING = "Device.IP.Diagnostics.IPPing"
 TRACE = "Device.IP.Diagnostics.TraceRoute"
 LOOKUP = "Device.DNS.Diagnostics.NSLookup"
 
 
-def execute(client, path, **arguments):
-    pairs = [{"Name": name, "Value": value} for name, value in arguments.items()]
-    return client.call("Execute", {"Path": path, "ParameterList": pairs})
-
-
 def outputs(client, path, **arguments):
-    reply = execute(client, path, **arguments)
+    reply = client.execute(path, **arguments)
     if "lets no echo request out" in str(reply):
         pytest.skip("the system lets no echo request out")
     return {pair["Name"]: pair["Value"] for pair in reply["result"]["ParameterList"]}
 
 
 def refusals(client, path, **arguments):
-    error = execute(client, path, **arguments)["error"]
+    error = client.execute(path, **arguments)["error"]
     assert error["code"] == 9003, error
     return error["data"]["Data"]
 
@@ -148,12 +144,12 @@ def test_so_many_run_at_once_and_no_more(connect, name_server):
     for client in clients[:16]:
         client.send(request)
     wait_for(lambda: len(name_server.asked) >= 32, "the questions")
-    error = execute(clients[16], LOOKUP, HostName="host.test")["error"]
+    error = clients[16].execute(LOOKUP, HostName="host.test")["error"]
     assert (error["code"], error["data"]["Detail"]) == (9004, "too many diagnostics run at once")
     for client in clients[:16]:
         client.close()
     deadline = time.monotonic() + 20
-    while "error" in execute(clients[16], LOOKUP, HostName="host.test", DNSServer=name_server.address):
+    while "error" in clients[16].execute(LOOKUP, HostName="host.test", DNSServer=name_server.address):
         assert time.monotonic() < deadline, "the places were not given back"
 
 
@@ -171,8 +167,7 @@ def test_the_daemon_ends_while_names_are_asked_for(start_ravd, name_server):
     daemon = start_ravd()
     clients = [daemon.connect() for _ in range(3)]
     for client in clients:
-        client.request("Execute", {"Path": LOOKUP, "ParameterList": [
-            {"Name": "HostName", "Value": "silent.test"}, {"Name": "DNSServer", "Value": name_server.address},
-            {"Name": "Timeout", "Value": 60000}]})
+        client.request("Execute", execute_params(
+            LOOKUP, HostName="silent.test", DNSServer=name_server.address, Timeout=60000))
     wait_for(lambda: len(name_server.asked) == 6, "the questions")
     daemon.stop()

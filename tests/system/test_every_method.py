@@ -36,8 +36,7 @@ SCHEMA = dict(pair for file in sorted((SOURCE / "schema").glob("*.json")) for pa
 
 
 def execute(client, pattern, arguments):
-    pairs = [{"Name": name, "Value": value} for name, value in arguments.items()]
-    return client.call("Execute", {"Path": pattern.replace("{i}", "1"), "ParameterList": pairs})
+    return client.execute(pattern.replace("{i}", "1"), **arguments)
 
 
 @pytest.fixture
@@ -47,8 +46,7 @@ def boss(ravd):
         add_user(client, "boss", role="admin")
         assert log_in(client, "boss") == 0
         client.result("SaveConfig", {"RestorePointName": "one"})
-        client.result("Execute", {"Path": "Device.LocalConfig.Checkpoint",
-                                  "ParameterList": [{"Name": "Timeout", "Value": 60}]})  # there is one to be confirmed
+        assert "result" in client.execute("Device.LocalConfig.Checkpoint", Timeout=60)  # there is one to be confirmed
         yield client
 
 

@@ -31,8 +31,7 @@ def house(tmp_path):
 
 
 def execute(client, name, **arguments):
-    pairs = [{"Name": each, "Value": value} for each, value in arguments.items()]
-    return client.call("Execute", {"Path": f"Device.LocalConfig.{name}", "ParameterList": pairs})
+    return client.execute(f"Device.LocalConfig.{name}", **arguments)
 
 
 def asked(house):

@@ -39,7 +39,5 @@ def test_the_one_in_shell(client):
 
 @pytest.mark.parametrize("arguments, least, most", [({}, 1, 6), ({"Sides": 2, "Times": 50}, 50, 100)])
 def test_the_one_in_lua(client, arguments, least, most):
-    pairs = [{"Name": name, "Value": value} for name, value in arguments.items()]
-    result = client.result("Execute", {"Path": "Device.Board.Roll", "ParameterList": pairs})
-    (output,) = result["ParameterList"]
+    (output,) = client.execute("Device.Board.Roll", **arguments)["result"]["ParameterList"]
     assert output["Name"] == "Sum" and least <= output["Value"] <= most

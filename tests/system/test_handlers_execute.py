@@ -6,6 +6,7 @@ import pytest
 from daemon import wait_for
 from handlers import client, daemon  # noqa: F401  (fixtures)
 from handlers import LEAVE_PID, House, node, parameter, read, table
+from rpc import execute_params
 
 EXECUTE = 4
 
@@ -19,13 +20,9 @@ def house(tmp_path):
     return House(tmp_path, Plain=parameter(default="plain"), Add=method, Rows=table(Do=node("method", {EXECUTE: "do"})))
 
 
-def params(path, **arguments):
-    return {"Path": path, "ParameterList": [{"Name": name, "Value": value} for name, value in arguments.items()]}
-
-
 def execute(client, path, **arguments):
     """{name: value} of the outputs."""
-    return {each["Name"]: each["Value"] for each in client.result("Execute", params(path, **arguments))["ParameterList"]}
+    return {each["Name"]: each["Value"] for each in client.execute(path, **arguments)["result"]["ParameterList"]}
 
 
 def test_arguments_in_and_outputs_out(house, client, daemon):
@@ -38,7 +35,7 @@ def test_arguments_in_and_outputs_out(house, client, daemon):
 
 def test_of_an_instance_and_without_outputs(house, client):
     house.script("do", "cat >>$LEFT/do")
-    assert client.code("Execute", params("Device.Rows.1.Do")) == 9005
+    assert client.code("Execute", execute_params("Device.Rows.1.Do")) == 9005
     client.result("AddObject", {"ObjectName": "Device.Rows."})
     assert execute(client, "Device.Rows.1.Do.") == {}
     assert [each["path"] for each in house.asked("do")] == ["Device.Rows.1.Do."]
@@ -46,8 +43,8 @@ def test_of_an_instance_and_without_outputs(house, client):
 
 def test_arguments_are_checked_before(house, client):
     house.script("add", "cat >>$LEFT/add")
-    assert client.code("Execute", params("Device.Add", B=1)) == 9003
-    assert client.code("Execute", params("Device.Add", A="x")) == 9003
+    assert client.code("Execute", execute_params("Device.Add", B=1)) == 9003
+    assert client.code("Execute", execute_params("Device.Add", A="x")) == 9003
     assert house.asked("add") == []
 
 
@@ -62,7 +59,7 @@ def test_arguments_are_checked_before(house, client):
 ])
 def test_outputs_are_checked(house, client, daemon, answer, problem):
     house.script("add", f"cat >/dev/null; cat <<'END'\n{answer}\nEND")
-    error = client.call("Execute", params("Device.Add", A=1))["error"]
+    error = client.execute("Device.Add", A=1)["error"]
     assert (error["code"], error["data"]["Detail"]) == (9002, "the handler has failed")
     assert f"<4>add, for Device.Add.: {problem}" in daemon.log()
     assert "audit" not in daemon.log()
@@ -70,17 +67,17 @@ def test_outputs_are_checked(house, client, daemon, answer, problem):
 
 def test_refusals(house, client, daemon):
     house.script("add", """echo '{"error": {"code": 9015, "message": "no route"}}'; exit 1""")
-    error = client.call("Execute", params("Device.Add", A=1))["error"]
+    error = client.execute("Device.Add", A=1)["error"]
     assert (error["code"], error["data"]["Detail"]) == (9015, "no route")
     house.script("add", "exit 1")
-    assert client.code("Execute", params("Device.Add", A=1)) == 9002
+    assert client.code("Execute", execute_params("Device.Add", A=1)) == 9002
     assert "add, for Device.Add.: ended with the status 1" in daemon.log()
 
 
 def test_others_are_served_and_it_dies_with_its_client(house, daemon):
     house.script("add", LEAVE_PID + "exec sleep inf")
     with daemon.connect() as client, daemon.connect() as other:
-        client.request("Execute", params("Device.Add", A=1))
+        client.request("Execute", execute_params("Device.Add", A=1))
         pid = house.pid()
         assert read(other, "Device.Plain") == {"Device.Plain": "plain"}
     wait_for(lambda: not os.path.exists(f"/proc/{pid}"), "its end")

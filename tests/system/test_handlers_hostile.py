@@ -28,7 +28,7 @@ def execute(daemon):
     """The reply to the method, after which the daemon serves as before."""
     def call(text=""):
         with daemon.connect() as client:
-            reply = client.call("Execute", {"Path": "Device.Do", "ParameterList": [{"Name": "Text", "Value": text}]})
+            reply = client.execute("Device.Do", Text=text)
             assert read(client, "Device.Plain") == {"Device.Plain": "plain"}
         if "error" in reply:
             return reply["error"]["code"]

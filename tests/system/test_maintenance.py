@@ -26,8 +26,7 @@ def test_a_restore_point_is_brought_back(device):
     device.set("changed")
     assert device.run("save") == (0, OK)
     with device.daemon.connect() as client:
-        client.result("Execute", {"Path": "Device.LocalConfig.Restore",
-                                  "ParameterList": [{"Name": "Name", "Value": "before"}]})
+        assert "result" in client.execute("Device.LocalConfig.Restore", Name="before")
     wait_for(lambda: device.contact() == "point", "the restore point")
 
 

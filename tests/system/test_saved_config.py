@@ -18,8 +18,7 @@ def contact(client, value=None):
 
 
 def execute(client, method, **arguments):
-    pairs = [{"Name": name, "Value": value} for name, value in arguments.items()]
-    return client.call("Execute", {"Path": f"Device.LocalConfig.{method}", "ParameterList": pairs})
+    return client.execute(f"Device.LocalConfig.{method}", **arguments)
 
 
 def differences(client):
