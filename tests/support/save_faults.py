@@ -37,6 +37,13 @@ def set_both(client, number):
         {"Name": name, "Value": str(number)} for name in (CONTACT, LOCATION)]})
 
 
+def save_first(folder, state, **params):
+    """A state folder that has been saved into once, both numbers 1. params: of SaveConfig."""
+    with Daemon(folder / "seed", state=state) as daemon, daemon.wait_ready().connect() as client:
+        set_both(client, 1)
+        client.result("SaveConfig", params)
+
+
 def both(client):
     reply = client.result("GetParameterValues", {"ParameterNames": [CONTACT, LOCATION]})
     return [int(pair["Value"] or 0) for pair in reply["ParameterList"]]
@@ -119,9 +126,7 @@ def kill_at_every_call(folder, calls=CALLS, step=1, faulty=False):
     """kill -9 at each system call of saving once, restoring and resetting. faulty: a save counts when it is asked for."""
     count = Count()
     first = folder / "first"
-    with Daemon(folder / "seed", state=first) as daemon, daemon.wait_ready().connect() as client:
-        set_both(client, 1)
-        client.result("SaveConfig", {"RestorePointName": "one"})
+    save_first(folder, first, RestorePointName="one")
     for call in calls:
         place = 1
         while kill_at(folder, first, call, place, count, faulty):
@@ -263,9 +268,7 @@ def power_cuts(folder, cuts, seed=1, faulty=False):
     """Power cuts after every operation of a save, each with `cuts` outcomes. faulty: the disk takes no notice of syncs."""
     count, chance = Count(), random.Random(seed)
     state = folder / "state"
-    with Daemon(folder / "seed", state=state) as daemon, daemon.wait_ready().connect() as client:
-        set_both(client, 1)
-        client.result("SaveConfig")
+    save_first(folder, state)
     trace = folder / "trace"
     daemon = Traced(folder / "run", ["-o", trace, "-e", f"trace={TRACED}", "-xx", "-y", "-s", 10000000], state=state)
     disk = Disk(state, not faulty)
@@ -314,9 +317,7 @@ def damaged_databases(folder, rounds, seed=1, faulty=False):
     """A daemon started on damaged databases has what was saved, or says why not. faulty: the copy is damaged as well."""
     count, chance = Count(), random.Random(seed)
     first = folder / "first"
-    with Daemon(folder / "seed", state=first) as daemon, daemon.wait_ready().connect() as client:
-        set_both(client, 1)
-        client.result("SaveConfig")
+    save_first(folder, first)
     state = folder / "state"
     for n in range(rounds):
         shutil.rmtree(state, ignore_errors=True)
