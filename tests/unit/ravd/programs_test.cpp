@@ -71,7 +71,7 @@ TEST_F(ProgramsTest, HowItEndedIsTold) {
 
 TEST_F(ProgramsTest, WhatTakesTooLongIsKilledWithItsGroup) {
     script("hang", "sleep inf & echo $! >" + folder / "pid" + "; sleep inf");
-    for (int limit = 300; first_line_of(folder / "pid").empty(); limit *= 2)  // until it gets that far in its time
+    for (uint64_t limit = 300; first_line_of(folder / "pid").empty(); limit *= 2)  // until it gets that far in its time
         EXPECT_EQ(run("hang", "", limit).problem, "took longer than " + std::to_string(limit) + " ms");
     const pid_t child = std::stoi(first_line_of(folder / "pid"));
     EXPECT_TRUE(loop_until([&] { return is_gone(child); }));
