@@ -237,6 +237,7 @@ void Deferred::answer(Fault fault, std::string result) {
     fault_ = std::move(fault);
     result_ = std::move(result);
     answered_ = true;
+    if (on_answered_) on_answered_(fault_);
     caller_->resume();
 }
 

@@ -71,6 +71,8 @@ class Deferred {
     void answer(Fault fault, std::string result = {});
     // The client is still there.
     bool is_wanted() const { return caller_ != nullptr; }
+    // Called when it is answered, before the reply is given.
+    void on_answered(std::function<void(const Fault &fault)> call) { on_answered_ = std::move(call); }
     // Called when the client goes before it was answered, to end the work early.
     void on_abandoned(std::function<void()> call) { on_abandoned_ = std::move(call); }
 
@@ -82,6 +84,7 @@ class Deferred {
     bool answered_ = false;
     Fault fault_;
     std::string result_;
+    std::function<void(const Fault &fault)> on_answered_;
     std::function<void()> on_abandoned_;
 };
 

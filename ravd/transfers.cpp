@@ -42,14 +42,16 @@ Json for_audit(const Call &call) {
     return shown;
 }
 
-std::string end_event(const Call &call, const Fault &fault) {
-    std::string params = R"({"TransactionID":)";
+std::string transaction_of(const Call &call) {
+    std::string text;
     const json_t *transaction = call.find("TransactionID");
-    if (transaction != nullptr) {
-        append_json(params, transaction);
-    } else {
-        params += "null";
-    }
+    if (transaction == nullptr) return "null";
+    append_json(text, transaction);
+    return text;
+}
+
+std::string end_event(const std::string &transaction, const Fault &fault) {
+    std::string params = R"({"TransactionID":)" + transaction;
     append_json_integer(params += R"(,"FaultCode":)", fault.code);
     append_json_string(params += R"(,"FaultString":)", fault ? fault_text(fault.code) : "");
     return params += '}';
@@ -58,18 +60,20 @@ std::string end_event(const Call &call, const Fault &fault) {
 }  // namespace
 
 struct Transfers::Job {
-    Job(const Call &request, const std::shared_ptr<size_t> &count) : call(request), running(count) {
-        call.deferred = nullptr;  // the reply is the job's
-        ++*running;
-    }
+    Job(const Call &request, const std::shared_ptr<size_t> &count) : call(request), running(count) { ++*running; }
     ~Job() { --*running; }
 
-    // Gives the reply. Once.
-    void finish(const Fault &fault) {
-        call.services.events.publish(ended_group, end_event(call, fault));
-        if (fault) log_info("a transfer has failed: %d %s", fault.code, fault.detail.c_str());
-        reply->answer(fault, "{}");
+    // From now on there is a reply to come, and an event when it is given.
+    void begin() {
+        reply = call.defer();
+        call.deferred = nullptr;  // the reply is the job's
+        reply->on_answered([&events = call.services.events, transaction = transaction_of(call)](const Fault &fault) {
+            events.publish(ended_group, end_event(transaction, fault));
+            if (fault) log_info("a transfer has failed: %d %s", fault.code, fault.detail.c_str());
+        });
     }
+    // Gives the reply. Once.
+    void finish(const Fault &fault) { reply->answer(fault, "{}"); }
     // Also when the other connection of the session has logged out meanwhile.
     bool is_allowed() const { return reply->is_wanted() && call.viewer().role == Role::admin; }
 
@@ -98,7 +102,7 @@ Fault Transfers::begin(const Call &call, uint64_t most, void (*use)(const std::s
         const Audit::Acting acting(services.audit, call.caller, "Download");
         services.audit.acted("download", for_audit(call).get());
     }
-    job->reply = call.defer();
+    job->begin();
     FetchOrder order = {.url = std::string(call.text("URL")),
                         .md5 = std::string(call.text("MD5")),
                         .size = {},
@@ -139,7 +143,7 @@ Fault Transfers::upload(const Call &call, std::string content) {
         const Audit::Acting acting(services.audit, call.caller, "Upload");
         services.audit.acted("upload", for_audit(call).get());
     }
-    job->reply = call.defer();
+    job->begin();
     const auto sent = [weak = std::weak_ptr(job)](const Fault &fault) {
         const auto held = weak.lock();
         const auto send = std::move(held->send);

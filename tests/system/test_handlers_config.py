@@ -67,6 +67,21 @@ def test_a_restore_asks_for_each_change(client, house):
     assert client.code("GetParameterValues", {"ParameterNames": ["Device.Row.3.Name"]}) == 9005
 
 
+def test_a_configuration_that_is_downloaded_asks_and_its_end_is_told(client, house, tmp_path):
+    furnish(client, house)
+    document = {"FileType": "Config", "URL": f"file://{tmp_path}/config.json"}
+    assert client.result("Upload", document) == {}
+    assert "result" in write(client, Host="tent")
+    client.result("JoinGroup", {"Group": 3})
+    house.script("changes", REFUSES)
+    assert client.code("Download", {**document, "TransactionID": 1}) == 9003
+    assert client.event()["Params"] == {"TransactionID": 1, "FaultCode": 9003, "FaultString": "Invalid arguments"}
+    house.script("changes", CHANGES)
+    assert client.result("Download", {**document, "TransactionID": 2}) == {}
+    assert client.event()["Params"] == {"TransactionID": 2, "FaultCode": 0, "FaultString": ""}
+    assert read(client, "Device.Host") == {"Device.Host": "shed"}
+
+
 def test_a_reset_asks_as_well(client, house):
     furnish(client, house)
     assert client.result("FactoryReset") == {}
