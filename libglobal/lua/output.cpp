@@ -132,12 +132,13 @@ void lua_redirect_output(lua_State *L) {
 
 }  // namespace rv
 
-// In pieces: a terminal may take its time.
+// In pieces: a terminal may take its time. The first one comes in any case: the Ctrl-C may be older than this.
 void rv_lua_show(const char *text, size_t length) {
     const rv::SigintBlocked scope;
-    for (std::string_view rest(text, length); !rest.empty() && !rv_interrupt_pending();) {
+    std::string_view rest(text, length);
+    do {
         const std::string_view piece = rest.substr(0, BUFSIZ);
         if (fwrite(piece.data(), 1, piece.size(), stdout) < piece.size()) return;
         rest.remove_prefix(piece.size());
-    }
+    } while (!rest.empty() && !rv_interrupt_pending());
 }

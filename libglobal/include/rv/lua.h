@@ -56,7 +56,7 @@ int rv_lua_exec(rv_lua *context, const char *text, size_t length, const char *na
 // is ignored stays ignored. Mask and handler are as before afterwards. May be nested.
 int rv_lua_call(rv_lua *context, int arguments, int results, int handler);
 
-// Writes a text to standard output, as far as it gets there before Ctrl-C.
+// Writes a text to standard output: its beginning, and the rest as far as it gets there before Ctrl-C.
 void rv_lua_show(const char *text, size_t length);
 
 // For functions that Lua calls and that take long: raises the error that stops the script where it is to stop.
