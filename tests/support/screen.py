@@ -35,6 +35,12 @@ class Screen:
         self.screen.resize(rows, columns)
         fcntl.ioctl(self.master, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
 
+    def keep_on_ctrl_c(self):
+        """Ctrl-C drops nothing that is on its way; by default the terminal forgets what it has not shown by then."""
+        modes = termios.tcgetattr(self.master)
+        modes[3] |= termios.NOFLSH
+        termios.tcsetattr(self.master, termios.TCSANOW, modes)
+
     def send(self, keys):
         """Types keys, a text or bytes; reads meanwhile, so that neither side waits for the other for ever."""
         data = keys.encode() if isinstance(keys, str) else keys
@@ -134,9 +140,7 @@ class Screen:
 
     def wait_end(self):
         """Reads to the end and returns the exit status."""
-        self.wait(lambda: self.hung_up or self.process.poll() is not None, "the end")
-        while self.read(0):
-            pass
+        self.wait(lambda: self.hung_up, "the end")  # a program's last words may come later than its end
         return self.process.wait(DEADLINE)
 
     def close(self):

@@ -122,6 +122,7 @@ LOOPS = {
 @pytest.mark.parametrize("loop", LOOPS.values(), ids=LOOPS)
 def test_ctrl_c_ends_a_script(terminal, loop):
     screen = terminal(f"io.write('kept') io.stderr:write('before\\n') {loop} print('after')")
+    screen.keep_on_ctrl_c()
     screen.wait_text("before")
     screen.send("\x03")
     assert screen.wait_end() == -signal.SIGINT
