@@ -301,7 +301,7 @@ def test_password_of_debug_is_nowhere_in_memory_after_it(accepting, tmp_path, op
     shell.send("debug temporary\r")
     shell.wait(shell.hides_keys, "the password to be asked for")
     shell.send(f"{CANARY}\r")
-    wait_for(lambda: "Execute" in accepting.methods(), "the request")
+    shell.wait(lambda: "Execute" in accepting.methods(), "the request")
     if not answered:
         shell.send("\x03")
     shell.wait_line("")

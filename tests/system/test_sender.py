@@ -6,7 +6,6 @@ import socket
 
 import pytest
 from accepting import Accepting
-from daemon import wait_for
 from rpc import DEADLINE
 
 ROUNDS = int(os.environ.get("RAV_CTRLC", "300")) // 15
@@ -30,12 +29,12 @@ def image(tmp_path):
     return path
 
 
-def url_of(daemon, number):
+def url_of(daemon, shell, number):
     """The URL of the number-th download, once that has been asked for."""
     def urls():
         return [params["URL"] for method, params in daemon.requests if method == "Download"]
 
-    wait_for(lambda: len(urls()) >= number, f"request {number}")
+    shell.wait(lambda: len(urls()) >= number, f"request {number}")
     return urls()[number - 1]
 
 
@@ -56,7 +55,7 @@ def test_ctrl_c_leaves_the_transfer_and_the_shell_as_they_are(daemon, image, ope
     shell = open_shell(daemon.destination).wait_line("")
     for number in range(1, ROUNDS + 1):
         shell.send(f"download file {image}\r")
-        with fetch(url_of(daemon, number)) as connection:
+        with fetch(url_of(daemon, shell, number)) as connection:
             data = connection.recv(1000)
             shell.send("\x03" * (number % 3 + 1))
             shell.wait_line("")
@@ -67,7 +66,7 @@ def test_ctrl_c_leaves_the_transfer_and_the_shell_as_they_are(daemon, image, ope
 def test_nobody_comes(daemon, image, open_shell):
     shell = open_shell(daemon.destination).wait_line("")
     shell.send(f"download file {image}\r")
-    url_of(daemon, 1)
+    url_of(daemon, shell, 1)
     shell.wait_text("Waiting timeout, abort.")
     assert not shell.takes_keys()  # it waits for what the daemon makes of that
     shell.send("\x03")
@@ -78,7 +77,7 @@ def test_the_transfer_goes_on_while_the_shell_is_used(daemon, image, open_shell)
     os.truncate(image, 1 << 26)  # more than the connection holds by itself
     shell = open_shell(daemon.destination).wait_line("")
     shell.send(f"download file {image}\r")
-    url = url_of(daemon, 1)
+    url = url_of(daemon, shell, 1)
     shell.send("\x03")
     shell.wait_line("")
     with fetch(url, "127.0.0.2") as stranger:

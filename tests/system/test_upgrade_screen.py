@@ -1,7 +1,6 @@
 """An upgrade as a person sees it: the question, the bar and its marks, and how the shell ends."""
 
 import pytest
-from daemon import wait_for
 
 INFO = "Device.DeviceInfo."
 QUESTION = "Reset config[(N)o/(y)es/(c)ancel] "
@@ -154,6 +153,6 @@ def test_ctrl_c_while_the_daemon_looks_whether_it_could(daemon, open_shell):
     shell = open_shell(daemon.destination)
     daemon.unanswered = {"Download"}
     start_upgrade(shell)
-    wait_for(lambda: downloads(daemon), "the request")
+    shell.wait(lambda: downloads(daemon), "the request")
     shell.send("\x03")
     answers(shell)
