@@ -47,6 +47,8 @@ constexpr Row rows[] = {
     {"program-output", &ClientLimits::program_output, 0, size_max},
     {"program-memory", &ClientLimits::program_memory, mib, uint64_t{1} << 50},
     {"program-processes", &ClientLimits::program_processes, 1, count_max},
+    {"diagnostics", &ClientLimits::diagnostics, 1, 1024},
+    {"diagnostic-ms", &ClientLimits::diagnostic_ms, 1, time_max},
     {"firmware", &ClientLimits::firmware, 0, size_max},
     {"firmware-wait-ms", &ClientLimits::firmware_wait_ms, 1, time_max},
     {"transfers", &ClientLimits::transfers, 1, 1024},

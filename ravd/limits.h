@@ -50,6 +50,10 @@ struct ClientLimits {
     uint64_t program_memory = 512 * mib;  // address space of each of its processes
     uint64_t program_processes = 64;      // of the user that they have of their own
 
+    // Methods that ask the network, see ravd/operations/diagnostic.h.
+    uint64_t diagnostics = 16;         // at once
+    uint64_t diagnostic_ms = 300'000;  // until one fails
+
     uint64_t firmware = 256 * mib;        // bytes of a firmware image
     uint64_t firmware_wait_ms = 900'000;  // an image that is neither applied nor cancelled
 

@@ -37,7 +37,7 @@ def run(build):
 
     print("faults: nothing but runs and acknowledged may be counted; (control): the fault is put back")
     harnesses = [
-        ("kill -9 at random moments of saving", save_faults.kill_while_saving, {"rounds": 500}),
+        ("kill -9 at random moments of saving", save_faults.kill_while_saving, {"rounds": 2000}),
         ("the same (control)", save_faults.kill_while_saving, {"rounds": 50, "faulty": True}),
         ("kill -9 at every system call of saving", save_faults.kill_at_every_call, {}),
         ("the same (control)", save_faults.kill_at_every_call, {"calls": ("fdatasync",), "faulty": True}),

@@ -1,7 +1,5 @@
 #include "ravd/operations/diagnostic.h"
 
-#include <string>
-
 namespace ravd {
 
 namespace {
@@ -17,12 +15,12 @@ Diagnostic::Diagnostic(const Call &call, const Operation &operation)
       limit_(event_new(
           base_, -1, 0,
           [](evutil_socket_t, short, void *self) {
-              static_cast<Diagnostic *>(self)->fail(
-                  {9002, "not finished within " + std::to_string(longest_diagnostic) + " s", {}});
+              static_cast<Diagnostic *>(self)->fail({9002, "not finished in time", {}});
           },
           this)) {
     ++count;
-    constexpr timeval time_limit = {longest_diagnostic, 0};
+    const auto ms = static_cast<long>(call.services.limits.diagnostic_ms);
+    const timeval time_limit = {ms / 1000, ms % 1000 * 1000};
     event_add(limit_, &time_limit);
     reply_->on_abandoned([this] { delete this; });
 }

@@ -1,4 +1,5 @@
-// A method of the model that takes its time: it has a place among those that run, the reply of its client, and a limit.
+// A method of the model that takes its time: it has a place among those that run, the reply of its client, and a limit
+// on its time.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +11,6 @@
 #include "ravd/model/operation.h"
 
 namespace ravd {
-
-constexpr size_t most_diagnostics = 16;       // that run at once
-constexpr unsigned longest_diagnostic = 300;  // seconds
 
 // To be made with start_diagnostic(). Deletes itself when it has finished, when its time is over, or when its client
 // goes.
@@ -43,7 +41,7 @@ class Diagnostic {
 // Begins one of that kind; 9004 when too many run.
 template <typename Kind>
 Fault start_diagnostic(const Call &call, const Operation &operation) {
-    if (Diagnostic::running() >= most_diagnostics) return {9004, "too many diagnostics run at once", {}};
+    if (Diagnostic::running() >= call.services.limits.diagnostics) return {9004, "too many diagnostics run at once", {}};
     new Kind(call, operation);  // which deletes itself
     return {};
 }

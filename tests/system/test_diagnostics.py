@@ -121,14 +121,17 @@ def test_arguments_are_checked_and_named(connect, path, host):
         {"NumberOfRepetitions": "9007", "Timeout": "9006", "Color": "9005"}
 
 
+def endless(name_server):
+    """A question that has no answer for a minute."""
+    return execute_params(LOOKUP, HostName="silent.test", DNSServer=name_server.address, Timeout=60000)
+
+
 def test_others_are_served_while_one_waits(connect, ravd, name_server):
     waiting, other = connect(), connect()
     for client in (waiting, other):
         client.result("GetParameterNames", {"ParameterPath": ".", "NextLevel": True})  # it has been accepted
     before = sockets(ravd)
-    waiting.send({"jsonrpc": "2.0", "id": 1, "method": "Execute", "params": {"Path": LOOKUP, "ParameterList": [
-        {"Name": "HostName", "Value": "silent.test"}, {"Name": "DNSServer", "Value": name_server.address},
-        {"Name": "Timeout", "Value": 60000}]}})
+    waiting.request("Execute", endless(name_server))
     wait_for(lambda: name_server.asked, "the question")
     assert other.result("GetParameterValues", {"ParameterNames": ["Device.DeviceInfo.UpTime"]})
     assert sockets(ravd) > before
@@ -137,20 +140,24 @@ def test_others_are_served_while_one_waits(connect, ravd, name_server):
 
 
 def test_so_many_run_at_once_and_no_more(connect, name_server):
-    clients = [connect() for _ in range(17)]
-    request = {"jsonrpc": "2.0", "id": 1, "method": "Execute", "params": {"Path": LOOKUP, "ParameterList": [
-        {"Name": "HostName", "Value": "silent.test"}, {"Name": "DNSServer", "Value": name_server.address},
-        {"Name": "Timeout", "Value": 60000}]}}
-    for client in clients[:16]:
-        client.send(request)
-    wait_for(lambda: len(name_server.asked) >= 32, "the questions")
-    error = clients[16].execute(LOOKUP, HostName="host.test")["error"]
+    most = 16
+    clients = [connect() for _ in range(most + 1)]
+    for client in clients[:most]:
+        client.request("Execute", endless(name_server))
+    wait_for(lambda: len(name_server.asked) >= 2 * most, "the questions")
+    error = clients[most].execute(LOOKUP, HostName="host.test")["error"]
     assert (error["code"], error["data"]["Detail"]) == (9004, "too many diagnostics run at once")
-    for client in clients[:16]:
+    for client in clients[:most]:
         client.close()
     deadline = time.monotonic() + 20
-    while "error" in clients[16].execute(LOOKUP, HostName="host.test", DNSServer=name_server.address):
+    while "error" in clients[most].execute(LOOKUP, HostName="host.test", DNSServer=name_server.address):
         assert time.monotonic() < deadline, "the places were not given back"
+
+
+def test_one_that_takes_too_long_fails(start_ravd, name_server):
+    with start_ravd("--limit", "diagnostic-ms=300").connect() as client:
+        error = client.call("Execute", endless(name_server))["error"]
+        assert (error["code"], error["data"]["Detail"]) == (9002, "not finished in time")
 
 
 def test_ravc_draws_hops_as_instances(ravc, tmp_path):
@@ -167,7 +174,6 @@ def test_the_daemon_ends_while_names_are_asked_for(start_ravd, name_server):
     daemon = start_ravd()
     clients = [daemon.connect() for _ in range(3)]
     for client in clients:
-        client.request("Execute", execute_params(
-            LOOKUP, HostName="silent.test", DNSServer=name_server.address, Timeout=60000))
+        client.request("Execute", endless(name_server))
     wait_for(lambda: len(name_server.asked) == 6, "the questions")
     daemon.stop()
