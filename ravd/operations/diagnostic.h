@@ -41,7 +41,8 @@ class Diagnostic {
 // Begins one of that kind; 9004 when too many run.
 template <typename Kind>
 Fault start_diagnostic(const Call &call, const Operation &operation) {
-    if (Diagnostic::running() >= call.services.limits.diagnostics) return {9004, "too many diagnostics run at once", {}};
+    if (Diagnostic::running() >= call.services.limits.diagnostics)
+        return {9004, "too many diagnostics run at once", {}};
     new Kind(call, operation);  // which deletes itself
     return {};
 }
