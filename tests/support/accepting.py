@@ -5,6 +5,7 @@ import json
 import socket
 import threading
 
+from listener import stop_listening
 
 ROOT_LEVEL = [{"Name": name, "Attributes": {"type": "string"}} for name in ("in", "out", "x")]
 
@@ -24,13 +25,14 @@ class Accepting:
         self.listener.bind(str(path) if path else ("127.0.0.1", 0))
         self.listener.listen()
         self.destination = str(path) if path else f"tcp://127.0.0.1:{self.listener.getsockname()[1]}"
-        threading.Thread(target=self._accept, daemon=True).start()
+        self.acceptor = threading.Thread(target=self._accept, daemon=True)
+        self.acceptor.start()
 
     def methods(self):
         return [method for method, _ in self.requests]
 
     def close(self):
-        self.listener.close()
+        stop_listening(self.listener, self.acceptor)
 
     def _accept(self):
         while True:

@@ -4,6 +4,8 @@ import json
 import socket
 import threading
 
+from listener import stop_listening
+
 
 def event(group, params):
     """An event's line."""
@@ -128,9 +130,7 @@ class Middleman:
         return next(link for link in self.links if link.role == role)
 
     def close(self):
-        self.listener.shutdown(socket.SHUT_RDWR)  # a thread that still waited would serve the descriptor's next owner
-        self.acceptor.join()
-        self.listener.close()
+        stop_listening(self.listener, self.acceptor)
         for link in self.links:
             link.close()
             link.join()

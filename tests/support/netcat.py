@@ -3,6 +3,7 @@
 import socket
 import threading
 
+from listener import stop_listening
 from rpc import DEADLINE
 
 
@@ -16,7 +17,10 @@ class Listening:
         self.thread.start()
 
     def _take(self):
-        connection = self.listener.accept()[0]
+        try:
+            connection = self.listener.accept()[0]
+        except OSError:
+            return
         with connection, connection.makefile("rb") as stream:
             self.received = stream.read()
 
@@ -29,4 +33,4 @@ class Listening:
         return self
 
     def __exit__(self, *unused):
-        self.listener.close()
+        stop_listening(self.listener, self.thread)

@@ -9,6 +9,7 @@ import threading
 
 import pytest
 from daemon import wait_for
+from listener import stop_listening
 from netcat import Listening
 from users import add_user, log_in
 
@@ -193,7 +194,7 @@ class FtpServer(threading.Thread):
                          "CWD": "250 ok"}.get(word, "502 no"))
 
     def close(self):
-        self.listener.close()
+        stop_listening(self.listener, self)
 
 
 @pytest.fixture
