@@ -15,6 +15,7 @@
 #include "libglobal/term/columns.h"
 #include "libglobal/term/input.h"
 #include "libglobal/term/modes.h"
+#include "libglobal/term/open_row.h"
 #include "libglobal/term/prompt_rows.h"
 #include "libglobal/term/settings.h"
 #include "libglobal/term/text.h"
@@ -28,8 +29,12 @@ struct Screen {
     bool is_plain = false;
     bool always_sideways = false;  // the user's own choice
     bool is_sideways = false;
-    bool is_changed = false;
-    bool was_narrow = true;       // what stands on the screen
+    bool adds_marks = false;      // the user's choice: readline draws more than prompt and line
+    int changes = 0;              // since the last drawing, as readline has told
+    bool is_typed = false;        // the change that is being drawn is one character more
+    rv::OpenRow row;              // what stands on the screen
+    bool was_narrow = true;       // the same
+    bool was_prompt = true;       // the same: no search
     int head_rows = 0;            // rows of the prompt above those that readline knows
     int shown_head_rows = 0;      // of which these stand on the screen
     std::string prompt;           // as given
@@ -46,7 +51,7 @@ std::string_view line() {
 }
 
 void on_redisplay() {
-    screen().is_changed = true;
+    screen().changes++;
 }
 
 // readline divides by zero in a terminal of next to no columns: it is told that there are some more.
@@ -63,15 +68,23 @@ bool is_reading_on() {
                       RL_STATE_MOREINPUT | RL_STATE_MULTIKEY | RL_STATE_VIMOTION | RL_STATE_CHARSEARCH);
 }
 
+bool shows_prompt() {
+    return rl_display_prompt == rl_prompt;
+}
+
 rv::Place end_of(std::string_view text) {
     return rv::layout(screen().prompt + std::string(text), screen().size.columns);
 }
 
+std::string hint_color() {
+    const rv::EditorSettings &settings = rv::editor_settings();
+    const std::string color = settings.has_colors ? rv::color_escape(settings.hint_color) : "";
+    return color.empty() ? "\033[2m" : color;  // without colours, dim: else it would pass for typed text
+}
+
 // readline gives the "active region" a colour of its own: between the mark and the cursor.
 void set_hint_color() {
-    const rv::EditorSettings &settings = rv::editor_settings();
-    std::string color = settings.has_colors ? rv::color_escape(settings.hint_color) : "";
-    if (color.empty()) color = "\033[2m";  // without colours, dim: else it would pass for typed text
+    const std::string color = hint_color();
     static std::string present;
     if (color == present) return;
     present = color;
@@ -97,6 +110,30 @@ void redisplay_with(const std::string &hint) {
 void erase_for_redraw() {
     rl_clear_visible_line();
     rl_on_new_line();
+    screen().row.close();
+}
+
+// Whether the cursor stands at the end of a line that readline draws as it is.
+bool is_at_end() {
+    const Screen &s = screen();
+    return rl_point == rl_end && shows_prompt() && !is_reading_on() && !s.is_plain && !s.is_sideways && !s.adds_marks;
+}
+
+// Draws what was typed without readline, where that can be.
+bool type_on(const std::string &hint) {
+    std::string output;
+    if (!screen().is_typed || !is_at_end() || !screen().row.type_on(line(), hint, hint_color(), &output)) return false;
+    fwrite(output.data(), 1, output.size(), rl_outstream);
+    return true;
+}
+
+void note_row(const std::string &hint) {
+    Screen &s = screen();
+    s.row.close();
+    if (!is_at_end() || !s.was_narrow) return;
+    const rv::Place end = end_of(line());
+    const bool is_one_row = rv::layout(hint, s.size.columns, end).row == end_of("").row;
+    if (is_one_row) s.row.open(line(), hint, s.size.columns - end.column);
 }
 
 // In rows, a line as tall as the screen can't be edited: its first rows are gone.
@@ -109,17 +146,24 @@ void choose_scrolling() {
     s.is_sideways = sideways;
 }
 
-void put(const std::string &hint) {
+void put_by_readline(const std::string &hint) {
     Screen &s = screen();
-    // readline deletes and inserts single cells also inside wide characters, which terminals do not agree on.
+    // readline deletes and inserts single cells also inside wide characters, which terminals do not agree on. And of a
+    // search that took several rows it leaves a part.
     const bool narrow = rv::is_narrow(line()) && rv::is_narrow(hint);
-    if (!narrow || !s.was_narrow) erase_for_redraw();
+    if (!narrow || !s.was_narrow || shows_prompt() != s.was_prompt || s.row.is_ahead()) erase_for_redraw();
     s.was_narrow = narrow;
+    s.was_prompt = shows_prompt();
     if (hint.empty()) {
         rl_redisplay();
     } else {
         redisplay_with(hint);
     }
+    note_row(hint);
+}
+
+void put(const std::string &hint) {
+    if (!type_on(hint)) put_by_readline(hint);
     fflush(rl_outstream);
 }
 
@@ -140,14 +184,13 @@ std::string ask_hint() {
 }
 
 void draw(bool with_hint) {
+    Screen &s = screen();
+    s.is_typed = s.changes == 1 && rl_last_func == rl_insert;
     choose_scrolling();
     const std::string hint = with_hint ? ask_hint() : "";
     put(hint);
-    screen().is_changed = false;
-}
-
-bool shows_prompt() {
-    return rl_display_prompt == rl_prompt;
+    s.is_typed = false;
+    s.changes = 0;
 }
 
 std::string not_shown(const std::string &escape) {
@@ -184,6 +227,8 @@ void rv::draw_init() {
     s.is_plain = !up || !*up;
     s.always_sideways = strcmp(rl_variable_value("horizontal-scroll-mode"), "on") == 0;
     s.is_sideways = s.always_sideways;
+    for (const char *name : {"show-mode-in-prompt", "mark-modified-lines"})
+        s.adds_marks |= strcmp(rl_variable_value(name), "on") == 0;
     rl_redisplay_function = on_redisplay;
     measure();
 }
@@ -206,7 +251,11 @@ const char *rv::draw_prompt() {
 }
 
 void rv::draw_changes() {
-    if (screen().is_changed && !input_is_waiting()) draw(true);
+    const Screen &s = screen();
+    if (s.changes == 0) return;
+    const bool is_waiting = input_is_waiting();
+    // readline miscounts the colours of the prompt where a search comes and goes unseen.
+    if (!is_waiting || shows_prompt() != s.was_prompt) draw(!is_waiting);
 }
 
 void rv::draw_without_hint() {
@@ -217,27 +266,30 @@ void rv::draw_without_hint() {
 void rv::draw_before_wait() {
     set_before_wait([] {
         put("");
-        screen().is_changed = true;
+        screen().changes++;
     });
 }
 
 void rv::draw_nothing() {
-    screen().is_changed = false;
+    screen().changes = 0;
 }
 
 // A search shows its own text in the prompt's place, and none of the prompt's head.
 void rv::draw_anew() {
     Screen &s = screen();
+    s.row.close();
     if (shows_prompt()) rl_set_prompt(draw_prompt());
     s.shown_head_rows = shows_prompt() ? s.head_rows : 0;
     rl_forced_update_display();
     s.was_narrow = true;
+    s.was_prompt = shows_prompt();
     draw(!input_is_waiting());
 }
 
 void rv::draw_hide() {
     Screen &s = screen();
     rl_clear_visible_line();
+    s.row.close();
     fflush(rl_outstream);
     if (s.is_plain) {
         printf("\r%*s\r", s.size.columns - 1, "");

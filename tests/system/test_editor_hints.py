@@ -2,6 +2,7 @@
 
 import re
 
+import pytest
 from editor import END, LEFT, PROMPT
 
 # Hints
@@ -27,6 +28,29 @@ def test_a_hint_wraps_and_goes(start_editor):
     editor.shows("ls Device.De", hint="viceInfo.")
     editor.send("\x15")
     editor.shows("")
+
+
+NAMES = ("Device.", "DeviceInfo.")
+
+
+def hint_of(line):
+    """What is missing of the name that the line's last part begins."""
+    parts = line.removeprefix("ls ").split(".")
+    return NAMES[len(parts) - 1][len(parts[-1]):] if len(parts) <= len(NAMES) and parts[-1] else ""
+
+
+@pytest.mark.parametrize("columns", (*range(20, 36), 80))
+def test_hints_while_typing_and_taking_back(start_editor, columns):
+    """Rows that are full with the line, and with its hint only, and everything in between."""
+    editor = start_editor(columns=columns).shows("")
+    editor.send("ls ")
+    editor.shows("ls ", hint="Device.")
+    line = "ls "
+    for keys in ("D", "ev", "x", "\x7f", "ic", "e.De", "viceInfo", "\x7f", "o", "."):
+        for key in keys:
+            line = line[:-1] if key == "\x7f" else line + key
+            editor.send(key)
+            editor.shows(line, hint="" if "x" in line else hint_of(line))
 
 
 def test_a_hint_has_its_colour(editor):

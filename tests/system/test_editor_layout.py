@@ -49,6 +49,23 @@ def test_random_edits_show_what_the_line_is(start_editor, columns):
         editor.shows(line, cursor)
 
 
+@pytest.mark.parametrize("columns", (40, 80))
+@pytest.mark.parametrize("seen", (True, False))
+def test_a_search_leaves_nothing_on_the_screen(start_editor, columns, seen):
+    """In the narrow one it ends in the second row."""
+    line = "attr Device.DeviceInfo."
+    editor = start_editor(columns=columns).shows("")
+    editor.send(line + "\r")
+    editor.answers(f"LINE[{line}]")
+    if seen:
+        editor.send("\x12e")
+        editor.wait_text("search)`e': attr")
+        editor.send("\x05")
+    else:
+        editor.send("\x12e\x05")
+    editor.shows(line)
+
+
 def test_marks_that_combine(editor):
     editor.send("xe\u0301y" + LEFT)
     editor.shows("xe\u0301y", 3)
