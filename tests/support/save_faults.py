@@ -6,7 +6,6 @@ Each harness returns a Count. Its argument `faulty` puts a fault back, which it 
 import collections
 import json
 import os
-import pathlib
 import random
 import re
 import shutil
@@ -15,6 +14,7 @@ import sqlite3
 import threading
 
 from daemon import Daemon, wait_for
+from processes import children
 
 CONTACT, LOCATION = "Device.System.Contact", "Device.System.Location"
 
@@ -111,7 +111,7 @@ class Traced(Daemon):
 
     def pids(self):
         """The traced daemon's own, once it runs."""
-        return [int(pid) for pid in pathlib.Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text().split()]
+        return children(self.pid)
 
     def end(self):
         for pid in self.pids():

@@ -4,6 +4,7 @@ import os
 
 import pytest
 from lua_shell import lua_prompt, plain
+from processes import wait_for_program
 
 ROUNDS = int(os.environ.get("RAV_CTRLC", "100"))
 
@@ -39,6 +40,8 @@ def interrupt(lua, statement):
     lua.forget()
     lua.send(f"{statement}\r")
     lua.wait_output("begun\r\n")
+    if "sleep" in statement:
+        wait_for_program("sleep", lua.process.pid)
     lua.send("\x03")
     lua.wait_line("")
 

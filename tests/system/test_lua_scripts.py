@@ -7,6 +7,7 @@ import subprocess
 import pytest
 from daemon import RAVC
 from lua import lua  # noqa: F401  (a fixture)
+from processes import wait_for_program
 from screen import Screen
 
 
@@ -148,7 +149,7 @@ def test_ctrl_c_is_for_the_program_in_the_foreground(terminal):
     screen.send("a line\r")
     screen.wait_text("goes on")
     assert screen.wait_end() == 0
-    screen = terminal("os.execute('echo ready; exec sleep 1000') print('goes on')")
-    screen.wait_text("ready")
+    screen = terminal("os.execute('sleep 1000') print('goes on')")
+    wait_for_program("sleep", screen.process.pid)
     screen.send("\x03")
     assert screen.wait_end() == -signal.SIGINT and "goes on" not in screen.text()

@@ -13,6 +13,7 @@ import pytest
 from accepting import Accepting
 from daemon import RAVC, wait_for
 from memory import is_in_memory
+from processes import children
 
 CANARY = "kanarienvogel"
 PROMPT = "[ravc] password for joe: "
@@ -47,8 +48,8 @@ class Terminal:
 
     def job(self):
         """The process id of what the shell runs."""
-        (pid,) = pathlib.Path(f"/proc/{self.shell.pid}/task/{self.shell.pid}/children").read_text().split()
-        return int(pid)
+        (pid,) = children(self.shell.pid)
+        return pid
 
     def status(self):
         """How the last job has ended."""

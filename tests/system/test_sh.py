@@ -1,31 +1,15 @@
 """Programs run by sh: what they are given, and whose Ctrl-C is."""
 
-import contextlib
 import os
-import pathlib
 import re
 import signal
 import subprocess
 
 import pytest
-from daemon import RAVC, wait_for
+from daemon import RAVC
+from processes import children, wait_for_program
 
 pytestmark = pytest.mark.usefixtures("home")
-
-
-def children(pid):
-    """The numbers of a process's children; none where it has ended."""
-    with contextlib.suppress(FileNotFoundError):
-        return pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
-    return []
-
-
-def is_running(program, pid):
-    """Whether a child of the process, or a child of one, is that program by now."""
-    below = [child for parent in children(pid) for child in (parent, *children(parent))]
-    with contextlib.suppress(FileNotFoundError):
-        return any(pathlib.Path(f"/proc/{each}/comm").read_text() == program + "\n" for each in below)
-    return False
 
 
 def signals(text):
@@ -54,8 +38,7 @@ def test_what_was_printed_before_comes_first(ravc):
 def test_ctrl_c_ends_the_child_and_not_the_shell(shell):
     for _ in range(5):
         shell.send("sh sleep 1000\r")
-        # The system's shell forgets a Ctrl-C that comes before it has started what it then waits for.
-        wait_for(lambda: is_running("sleep", shell.process.pid), "the child")
+        wait_for_program("sleep", shell.process.pid)
         shell.send("\x03")
         shell.wait_line("")
     assert not children(shell.process.pid)
