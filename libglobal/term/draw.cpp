@@ -29,7 +29,6 @@ struct Screen {
     bool is_plain = false;
     bool always_sideways = false;  // the user's own choice
     bool is_sideways = false;
-    bool adds_marks = false;      // the user's choice: readline draws more than prompt and line
     int changes = 0;              // since the last drawing, as readline has told
     bool is_typed = false;        // the change that is being drawn is one character more
     rv::OpenRow row;              // what stands on the screen
@@ -113,24 +112,30 @@ void erase_for_redraw() {
     screen().row.close();
 }
 
-// Whether the cursor stands at the end of a line that readline draws as it is.
+bool is_on(const char *variable) {
+    return strcmp(rl_variable_value(variable), "on") == 0;
+}
+
+// Whether prompt and line stand on the screen as they are, the cursor at their end.
 bool is_at_end() {
-    const Screen &s = screen();
-    return rl_point == rl_end && shows_prompt() && !is_reading_on() && !s.is_plain && !s.is_sideways && !s.adds_marks;
+    return rl_point == rl_end && shows_prompt() && !is_reading_on() && !screen().is_plain && !screen().is_sideways;
 }
 
 // Draws what was typed without readline, where that can be.
 bool type_on(const std::string &hint) {
+    if (!screen().is_typed || !is_at_end()) return false;
+    const std::string color = hint.empty() ? "" : hint_color();
     std::string output;
-    if (!screen().is_typed || !is_at_end() || !screen().row.type_on(line(), hint, hint_color(), &output)) return false;
+    if (!screen().row.type_on(line(), hint, color, &output)) return false;
     fwrite(output.data(), 1, output.size(), rl_outstream);
     return true;
 }
 
+// What readline has just drawn may be typed on where it has one row and the user has not chosen marks before it.
 void note_row(const std::string &hint) {
     Screen &s = screen();
     s.row.close();
-    if (!is_at_end() || !s.was_narrow) return;
+    if (!is_at_end() || !s.was_narrow || is_on("show-mode-in-prompt") || is_on("mark-modified-lines")) return;
     const rv::Place end = end_of(line());
     const bool is_one_row = rv::layout(hint, s.size.columns, end).row == end_of("").row;
     if (is_one_row) s.row.open(line(), hint, s.size.columns - end.column);
@@ -225,10 +230,8 @@ void rv::draw_init() {
     Screen &s = screen();
     const char *up = rl_get_termcap("up");
     s.is_plain = !up || !*up;
-    s.always_sideways = strcmp(rl_variable_value("horizontal-scroll-mode"), "on") == 0;
+    s.always_sideways = is_on("horizontal-scroll-mode");
     s.is_sideways = s.always_sideways;
-    for (const char *name : {"show-mode-in-prompt", "mark-modified-lines"})
-        s.adds_marks |= strcmp(rl_variable_value(name), "on") == 0;
     rl_redisplay_function = on_redisplay;
     measure();
 }

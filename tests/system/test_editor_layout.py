@@ -49,6 +49,17 @@ def test_random_edits_show_what_the_line_is(start_editor, columns):
         editor.shows(line, cursor)
 
 
+@pytest.mark.parametrize("columns", range(20, 26))
+def test_a_mark_before_the_prompt_counts(start_editor, tmp_path, columns):
+    (tmp_path / "inputrc").write_text("set show-mode-in-prompt on\nset emacs-mode-string @@@\n")
+    editor = start_editor(columns=columns, INPUTRC=str(tmp_path / "inputrc")).shows("", prompt="@@@" + PROMPT)
+    editor.send("quiet\r")
+    editor.shows("", prompt="@@@" + PROMPT)
+    for end in range(1, 15):
+        editor.send("x")
+        editor.shows("x" * end, prompt="@@@" + PROMPT)
+
+
 @pytest.mark.parametrize("columns", (40, 80))
 @pytest.mark.parametrize("seen", (True, False))
 def test_a_search_leaves_nothing_on_the_screen(start_editor, columns, seen):
