@@ -1,5 +1,7 @@
 #include "ravd/operations/diagnostic.h"
 
+#include "ravd/probes/clock.h"
+
 namespace ravd {
 
 namespace {
@@ -19,9 +21,7 @@ Diagnostic::Diagnostic(const Call &call, const Operation &operation)
           },
           this)) {
     ++count;
-    const auto ms = static_cast<long>(call.services.limits.diagnostic_ms);
-    const timeval time_limit = {ms / 1000, ms % 1000 * 1000};
-    event_add(limit_, &time_limit);
+    start_timer(limit_, static_cast<unsigned>(call.services.limits.diagnostic_ms));
     reply_->on_abandoned([this] { delete this; });
 }
 

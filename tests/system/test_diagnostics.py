@@ -154,6 +154,14 @@ def test_so_many_run_at_once_and_no_more(connect, name_server):
         assert time.monotonic() < deadline, "the places were not given back"
 
 
+def test_how_many_run_at_once_can_be_set(start_ravd, name_server):
+    daemon = start_ravd("--limit", "diagnostics=1")
+    with daemon.connect() as waiting, daemon.connect() as other:
+        waiting.request("Execute", endless(name_server))
+        wait_for(lambda: name_server.asked, "the question")
+        assert other.execute(LOOKUP, HostName="host.test")["error"]["code"] == 9004
+
+
 def test_one_that_takes_too_long_fails(start_ravd, name_server):
     with start_ravd("--limit", "diagnostic-ms=300").connect() as client:
         error = client.call("Execute", endless(name_server))["error"]
